@@ -65,12 +65,19 @@ public:
         if (armed()) state_->handler();
     }
 
-private:
     struct State {
         double interval = 0;
         double leeway = 0;
         std::function<void()> handler;
         bool alive = true;
+    };
+
+private:
+    // Destroying the timer marks its state dead.
+    struct ManualTimer : RepeatingTimer {
+        explicit ManualTimer(std::shared_ptr<State> s) : state(std::move(s)) {}
+        ~ManualTimer() override { state->alive = false; }
+        std::shared_ptr<State> state;
     };
     std::shared_ptr<State> state_;
     int created_ = 0;
