@@ -69,7 +69,7 @@ public:
 
     // The pattern entries in file order (for checking the shipped file).
     size_t patternCount() const;
-    const ProcessEntry& patternEntry(size_t index) const;
+    const ProcessEntry* patternEntry(size_t index) const;  // null past the end
     // Whether the pattern's regular expression compiled (false for non-regex types).
     bool patternCompiled(size_t index) const;
 
