@@ -1,0 +1,77 @@
+// One connection to the history database and every read and write on it, run
+// synchronously. Not thread-safe: the HistoryStore confines it to its serial queue.
+// When the database could not be opened every write does nothing and every query
+// answers empty.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/HistoryRecords.h"
+#include "core/Snapshot.h"
+
+namespace qm {
+
+// The RAM advisor's view of the last days: recorded minutes, the share of them at
+// critical pressure, and the peaks of swap and used memory (bytes).
+struct MemoryProfile {
+    int64_t minutes = 0;
+    double pressuredFraction = 0;
+    double peakSwap = 0;
+    double peakUsed = 0;
+    bool operator==(const MemoryProfile&) const = default;
+};
+
+class HistoryDatabase {
+public:
+    static constexpr int eventLimit = 500;
+
+    // Opens (creating when needed) the database at `path`. `nowSeconds` names the
+    // file an unusable database is moved aside to.
+    HistoryDatabase(std::string path, int64_t nowSeconds);
+    ~HistoryDatabase();
+    HistoryDatabase(const HistoryDatabase&) = delete;
+    HistoryDatabase& operator=(const HistoryDatabase&) = delete;
+
+    bool isOpen() const { return db_ != nullptr; }
+    const std::string& path() const { return path_; }
+    // The raw connection, for tests that need to provoke failures.
+    sqlite3* handle() const { return db_; }
+
+    void write(const SystemMinute& minute, const std::vector<AppMinute>& apps);
+    void write(const TimelineEvent& event);
+    void prune(int64_t nowSeconds);
+    void eraseAll();
+
+    std::vector<SystemMinute> systemMinutes(int64_t from, int64_t to, int64_t bucket);
+    std::vector<TimelineEvent> events(int64_t from, int64_t to, int limit = eventLimit);
+    std::vector<AppMinute> topApps(int64_t at, int64_t window);
+    std::vector<AppTotal> appTotals(int64_t from, int64_t to, bool onlyOnBattery, int limit);
+    MemoryProfile memoryProfile(int64_t cut);
+    std::optional<Date> lastUnplugged();
+    // Every app row in the range, oldest first (for export).
+    std::vector<AppMinute> appMinutes(int64_t from, int64_t to);
+
+private:
+    bool open(int64_t nowSeconds);
+    // Result of the open step on an existing file: usable, unusable (move aside), or failed
+    // for another reason (a full disk or a read-only folder must not cost the user the file).
+    enum class OpenOutcome { ready, unusable, failed };
+    OpenOutcome openConnection();
+    void close();
+    void noteWriteFailure(int code);
+
+    std::string path_;
+    sqlite3* db_ = nullptr;
+    bool writeFailureLogged_ = false;
+};
+
+// Dates are whole seconds since 1970, truncated toward zero; dates beyond the range
+// of Int64 seconds are clamped rather than trusted.
+int64_t wholeSeconds(Date date);
+
+}  // namespace qm

@@ -1,0 +1,71 @@
+#include "history/HistoryFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <cstdlib>
+
+#include "core/Paths.h"
+
+namespace qm {
+
+std::string defaultHistoryPath() {
+    if (const char* db = std::getenv("QUILLMERE_DB"); db != nullptr && *db != '\0') return db;
+    return dataDirectory() + "/history.sqlite";
+}
+
+bool ensurePrivateDirectory(const std::string& path) {
+    if (path.empty()) return false;
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
+    auto slash = path.find_last_of('/');
+    if (slash != std::string::npos && slash > 0) ensurePrivateDirectory(path.substr(0, slash));
+    if (::mkdir(path.c_str(), 0700) == 0) return true;
+    return errno == EEXIST;
+}
+
+void ensurePrivateFile(const std::string& path) {
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd >= 0) {
+        ::close(fd);
+        return;
+    }
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & 0077) != 0)
+        ::chmod(path.c_str(), 0600);
+}
+
+uint64_t fileBytes(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
+    return static_cast<uint64_t>(info.st_size);
+}
+
+std::string corruptName(const std::string& path, int64_t utcSeconds) {
+    std::time_t t = static_cast<std::time_t>(utcSeconds);
+    std::tm parts{};
+    gmtime_r(&t, &parts);
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%SZ", &parts);
+    return path + ".corrupt-" + stamp;
+}
+
+std::optional<std::string> moveDatabaseAside(const std::string& path, int64_t utcSeconds) {
+    std::string target = corruptName(path, utcSeconds);
+    // Two failures within one second must not overwrite the first file moved aside.
+    for (int n = 2; ::access(target.c_str(), F_OK) == 0; ++n)
+        target = corruptName(path, utcSeconds) + "-" + std::to_string(n);
+    if (std::rename(path.c_str(), target.c_str()) != 0) return std::nullopt;
+    // The WAL may hold the newest pages: it travels with the file it belongs to.
+    for (const char* suffix : {"-wal", "-shm"}) {
+        std::string from = path + suffix;
+        if (::access(from.c_str(), F_OK) == 0) std::rename(from.c_str(), (target + suffix).c_str());
+    }
+    return target;
+}
+
+}  // namespace qm

@@ -1,0 +1,32 @@
+// The files around the history database: its private folder, its size on disk,
+// and moving an unusable database aside so the user's old history is never lost.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace qm {
+
+// Where the history lives: $QUILLMERE_DB when set, else <data directory>/history.sqlite.
+std::string defaultHistoryPath();
+
+// Creates the folder and any missing parents; folders created here are private (0700).
+// Returns false when the folder does not exist afterwards.
+bool ensurePrivateDirectory(const std::string& path);
+
+// Creates an empty file readable by the user only (0600) when none exists, and
+// narrows an existing file to 0600. SQLite gives its -wal and -shm files the same mode.
+void ensurePrivateFile(const std::string& path);
+
+// Bytes of the file, 0 when it is missing or unreadable.
+uint64_t fileBytes(const std::string& path);
+
+// "<path>.corrupt-YYYYMMDD-HHMMSSZ" for the given UTC time (seconds since 1970).
+std::string corruptName(const std::string& path, int64_t utcSeconds);
+
+// Renames the database and its -wal and -shm files to corruptName(...) plus the same
+// suffixes. Returns the new database path, or absent when the database could not be moved.
+std::optional<std::string> moveDatabaseAside(const std::string& path, int64_t utcSeconds);
+
+}  // namespace qm

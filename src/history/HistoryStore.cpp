@@ -1,0 +1,169 @@
+#include "history/HistoryStore.h"
+
+#include "history/HistoryFiles.h"
+
+namespace qm {
+
+HistoryStore::HistoryStore(std::string path, SerialQueue* completionQueue, const Clock& clock)
+    : path_(std::move(path)),
+      clock_(clock),
+      completionQueue_(completionQueue),
+      queue_(makeThreadQueue("app.quillmere.history")) {
+    queue_->sync([this] {
+        db_ = std::make_unique<HistoryDatabase>(path_, wholeSeconds(clock_.now()));
+    });
+}
+
+HistoryStore::~HistoryStore() {
+    queue_->sync([this] { db_.reset(); });
+    queue_.reset();
+}
+
+HistoryStore& HistoryStore::shared() {
+    // Deliberately leaked: the queue's thread must outlive every static destructor
+    // that might still write to it.
+    static HistoryStore* store = new HistoryStore(defaultHistoryPath());
+    return *store;
+}
+
+bool HistoryStore::isOpen() {
+    bool open = false;
+    queue_->sync([&] { open = db_->isOpen(); });
+    return open;
+}
+
+void HistoryStore::write(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
+    queue_->post([this, minute, apps] { db_->write(minute, apps); });
+}
+
+void HistoryStore::write(const TimelineEvent& event) {
+    queue_->post([this, event] { db_->write(event); });
+}
+
+void HistoryStore::prune() {
+    queue_->post([this] { db_->prune(wholeSeconds(clock_.now())); });
+}
+
+void HistoryStore::eraseAll() {
+    queue_->post([this] { db_->eraseAll(); });
+}
+
+void HistoryStore::waitUntilIdle() {
+    queue_->sync([] {});
+}
+
+uint64_t HistoryStore::fileSize() const {
+    return fileBytes(path_) + fileBytes(path_ + "-wal");
+}
+
+void HistoryStore::deliver(std::function<void()> work) {
+    if (SerialQueue* target = completionQueue_.load())
+        target->post(std::move(work));
+    else
+        work();
+}
+
+template <typename Result>
+void HistoryStore::answer(std::function<Result(HistoryDatabase&)> query,
+                          std::function<void(Result)> completion) {
+    queue_->post([this, query = std::move(query), completion = std::move(completion)]() mutable {
+        Result result = query(*db_);
+        if (!completion) return;
+        deliver([completion = std::move(completion), result = std::move(result)]() mutable {
+            completion(std::move(result));
+        });
+    });
+}
+
+template <typename Result>
+Result HistoryStore::answerNow(std::function<Result(HistoryDatabase&)> query) {
+    Result result{};
+    queue_->sync([&] { result = query(*db_); });
+    return result;
+}
+
+void HistoryStore::systemMinutes(Date from, Date to, int bucket,
+                                 std::function<void(std::vector<SystemMinute>)> completion) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    answer<std::vector<SystemMinute>>(
+        [=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); }, std::move(completion));
+}
+
+void HistoryStore::events(Date from, Date to,
+                          std::function<void(std::vector<TimelineEvent>)> completion) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    answer<std::vector<TimelineEvent>>([=](HistoryDatabase& db) { return db.events(f, t); },
+                                       std::move(completion));
+}
+
+void HistoryStore::topApps(int64_t at, int64_t window,
+                           std::function<void(std::vector<AppMinute>)> completion) {
+    answer<std::vector<AppMinute>>([=](HistoryDatabase& db) { return db.topApps(at, window); },
+                                   std::move(completion));
+}
+
+void HistoryStore::appTotals(Date from, Date to, bool onlyOnBattery, int limit,
+                             std::function<void(std::vector<AppTotal>)> completion) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    answer<std::vector<AppTotal>>(
+        [=](HistoryDatabase& db) { return db.appTotals(f, t, onlyOnBattery, limit); },
+        std::move(completion));
+}
+
+void HistoryStore::memoryProfile(
+    int days, std::function<void(int64_t, double, double, double)> completion) {
+    int64_t cut = wholeSeconds(clock_.now()) - static_cast<int64_t>(days) * 86400;
+    std::function<void(MemoryProfile)> unpack;
+    if (completion)
+        unpack = [completion = std::move(completion)](MemoryProfile p) {
+            completion(p.minutes, p.pressuredFraction, p.peakSwap, p.peakUsed);
+        };
+    answer<MemoryProfile>([=](HistoryDatabase& db) { return db.memoryProfile(cut); },
+                          std::move(unpack));
+}
+
+void HistoryStore::lastUnplugged(std::function<void(std::optional<Date>)> completion) {
+    answer<std::optional<Date>>([](HistoryDatabase& db) { return db.lastUnplugged(); },
+                                std::move(completion));
+}
+
+std::vector<SystemMinute> HistoryStore::systemMinutesSync(Date from, Date to, int bucket) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    return answerNow<std::vector<SystemMinute>>(
+        [=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); });
+}
+
+std::vector<TimelineEvent> HistoryStore::eventsSync(Date from, Date to, int limit) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    return answerNow<std::vector<TimelineEvent>>(
+        [=](HistoryDatabase& db) { return db.events(f, t, limit); });
+}
+
+std::vector<AppMinute> HistoryStore::topAppsSync(int64_t at, int64_t window) {
+    return answerNow<std::vector<AppMinute>>(
+        [=](HistoryDatabase& db) { return db.topApps(at, window); });
+}
+
+std::vector<AppTotal> HistoryStore::appTotalsSync(Date from, Date to, bool onlyOnBattery,
+                                                  int limit) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    return answerNow<std::vector<AppTotal>>(
+        [=](HistoryDatabase& db) { return db.appTotals(f, t, onlyOnBattery, limit); });
+}
+
+MemoryProfile HistoryStore::memoryProfileSync(int days) {
+    int64_t cut = wholeSeconds(clock_.now()) - static_cast<int64_t>(days) * 86400;
+    return answerNow<MemoryProfile>([=](HistoryDatabase& db) { return db.memoryProfile(cut); });
+}
+
+std::optional<Date> HistoryStore::lastUnpluggedSync() {
+    return answerNow<std::optional<Date>>([](HistoryDatabase& db) { return db.lastUnplugged(); });
+}
+
+std::vector<AppMinute> HistoryStore::appMinutesSync(Date from, Date to) {
+    int64_t f = wholeSeconds(from), t = wholeSeconds(to);
+    return answerNow<std::vector<AppMinute>>(
+        [=](HistoryDatabase& db) { return db.appMinutes(f, t); });
+}
+
+}  // namespace qm

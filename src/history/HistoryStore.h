@@ -1,0 +1,98 @@
+// The long-term record of the machine: one SQLite database with a row a minute of
+// system figures (`sys`), a row a minute per active app (`app`) and every event
+// (`event`). All database work runs in order on the private serial queue
+// "app.quillmere.history"; writes are fire-and-forget, and query results are handed
+// to a completion queue (the main queue). Nothing here ever reports an error to its
+// callers: when the database is unavailable writes do nothing and queries answer empty.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/Clock.h"
+#include "core/HistoryRecords.h"
+#include "core/HistorySink.h"
+#include "core/Queue.h"
+#include "core/Snapshot.h"
+#include "history/HistoryDatabase.h"
+
+namespace qm {
+
+class HistoryStore : public HistorySink {
+public:
+    // Opens the database at `path` synchronously on the store's queue. Completions of
+    // the asynchronous queries run on `completionQueue`, or on the store's own queue
+    // when none is given.
+    explicit HistoryStore(std::string path, SerialQueue* completionQueue = nullptr,
+                          const Clock& clock = Clock::system());
+    ~HistoryStore() override;
+    HistoryStore(const HistoryStore&) = delete;
+    HistoryStore& operator=(const HistoryStore&) = delete;
+
+    // The process-wide store at defaultHistoryPath(), created on first use and never
+    // destroyed (the connection stays open for the life of the process).
+    static HistoryStore& shared();
+
+    void setCompletionQueue(SerialQueue* queue) { completionQueue_.store(queue); }
+    const std::string& path() const { return path_; }
+    bool isOpen();
+
+    // Writes, queued in the order issued.
+    void write(const SystemMinute& minute, const std::vector<AppMinute>& apps) override;
+    void write(const TimelineEvent& event) override;
+    // Drops app rows older than 31 days and system rows and events older than 366 days,
+    // then truncates the WAL.
+    void prune() override;
+    void eraseAll();
+    // Waits until everything queued so far has been done.
+    void waitUntilIdle();
+
+    // Bytes of the database plus its WAL, measured on the calling thread.
+    uint64_t fileSize() const;
+
+    // Queries: the completion runs on the completion queue.
+    void systemMinutes(Date from, Date to, int bucket,
+                       std::function<void(std::vector<SystemMinute>)> completion);
+    void events(Date from, Date to, std::function<void(std::vector<TimelineEvent>)> completion);
+    void topApps(int64_t at, int64_t window, std::function<void(std::vector<AppMinute>)> completion);
+    void appTotals(Date from, Date to, bool onlyOnBattery, int limit,
+                   std::function<void(std::vector<AppTotal>)> completion);
+    void memoryProfile(int days,
+                       std::function<void(int64_t minutes, double pressuredFraction,
+                                          double peakSwap, double peakUsed)> completion);
+    void lastUnplugged(std::function<void(std::optional<Date>)> completion);
+
+    // The same queries answered on the calling thread (it waits for the store's queue):
+    // for the command line and tests.
+    std::vector<SystemMinute> systemMinutesSync(Date from, Date to, int bucket);
+    std::vector<TimelineEvent> eventsSync(Date from, Date to,
+                                          int limit = HistoryDatabase::eventLimit);
+    std::vector<AppMinute> topAppsSync(int64_t at, int64_t window);
+    std::vector<AppTotal> appTotalsSync(Date from, Date to, bool onlyOnBattery, int limit);
+    MemoryProfile memoryProfileSync(int days);
+    std::optional<Date> lastUnpluggedSync();
+    std::vector<AppMinute> appMinutesSync(Date from, Date to);
+
+private:
+    // Runs `query` on the store's queue and hands its result to `completion` on the
+    // completion queue.
+    template <typename Result>
+    void answer(std::function<Result(HistoryDatabase&)> query,
+                std::function<void(Result)> completion);
+    template <typename Result>
+    Result answerNow(std::function<Result(HistoryDatabase&)> query);
+    void deliver(std::function<void()> work);
+
+    std::string path_;
+    const Clock& clock_;
+    std::atomic<SerialQueue*> completionQueue_;
+    std::unique_ptr<SerialQueue> queue_;
+    std::unique_ptr<HistoryDatabase> db_;  // used only on queue_
+};
+
+}  // namespace qm
