@@ -1,0 +1,119 @@
+#include "shell/MenuBarLabel.h"
+
+#include <gtest/gtest.h>
+
+#include "core/Defaults.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class MenuBarLabelTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Fmt::setLocaleForTesting("en_US", "UTC");
+        snapshot.cpu.total = 37.4;
+        snapshot.memory.total = 16ull << 30;
+        snapshot.memory.app = 6ull << 30;
+        snapshot.memory.wired = 2ull << 30;
+        snapshot.memory.compressed = 1ull << 30;
+        snapshot.memory.cached = 5ull << 30;  // cached memory is not "used"
+        snapshot.thermal.socTemp = 51.6;
+        snapshot.systemPower = 4.72;
+    }
+    void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
+
+    AppGroup groupWithPower(std::optional<double> power) {
+        AppGroup g;
+        g.id = "proc:x";
+        g.power = power;
+        return g;
+    }
+
+    Snapshot snapshot;
+};
+
+TEST_F(MenuBarLabelTest, EachStyleShowsItsLines) {
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::icon).lines, Lines{});
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::cpu).lines, Lines{"37%"});
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::cpuMemory).lines, (Lines{"CPU 37%", "MEM 56%"}));
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::temperature).lines, Lines{"52\u00B0"});
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::power).lines, Lines{"4.7 W"});
+
+    // The icon style has no figures, but its tooltip still does.
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::icon).tooltip, "Quillmere: CPU 37%, memory normal");
+    snapshot.memory.pressureLevel = PressureLevel::warning;
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::icon).tooltip, "Quillmere: CPU 37%, memory elevated");
+
+    snapshot.thermal.socTemp.reset();
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::temperature).lines, Lines{"\u2014"});
+}
+
+TEST_F(MenuBarLabelTest, MemoryShareWithoutATotalIsZero) {
+    snapshot.memory = MemoryStats{};
+    snapshot.memory.app = 5;  // nonsense from a failed read must not divide by zero
+    EXPECT_EQ(memoryShare(snapshot.memory), 0);
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::cpuMemory).lines.at(1), "MEM 0%");
+}
+
+TEST_F(MenuBarLabelTest, PowerFallsBackToTheGroupsThenToAbsent) {
+    snapshot.groups = {groupWithPower(1.5), groupWithPower(std::nullopt), groupWithPower(0.25)};
+    EXPECT_EQ(menuBarPower(snapshot), 4.72);  // the system reading wins
+
+    snapshot.systemPower.reset();
+    EXPECT_EQ(menuBarPower(snapshot), 1.75);
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::power).lines, Lines{"1.8 W"});
+
+    snapshot.groups = {groupWithPower(std::nullopt)};
+    EXPECT_EQ(menuBarPower(snapshot), std::nullopt);
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::power).lines, Lines{"\u2014"});
+
+    snapshot.groups = {groupWithPower(0.0)};  // a real zero is not "no reading"
+    EXPECT_EQ(menuBarLabel(snapshot, MenuBarStyle::power).lines, Lines{"0 W"});
+}
+
+TEST_F(MenuBarLabelTest, AlertOnSeriousHeatOrCriticalPressure) {
+    snapshot.thermal.state = ThermalState::fair;
+    snapshot.memory.pressureLevel = PressureLevel::warning;
+    EXPECT_FALSE(menuBarLabel(snapshot, MenuBarStyle::cpu).alert);
+    snapshot.thermal.state = ThermalState::serious;
+    EXPECT_TRUE(menuBarLabel(snapshot, MenuBarStyle::cpu).alert);
+    snapshot.thermal.state = ThermalState::critical;
+    EXPECT_TRUE(menuBarAlert(snapshot));
+    snapshot.thermal.state = ThermalState::nominal;
+    snapshot.memory.pressureLevel = PressureLevel::critical;
+    EXPECT_TRUE(menuBarAlert(snapshot));
+}
+
+TEST_F(MenuBarLabelTest, RedrawsOnlyWhenLinesOrAlertChange) {
+    MenuBarLabelUpdater updater;
+    ASSERT_TRUE(updater.update(snapshot, MenuBarStyle::cpu, false));
+    snapshot.cpu.total = 37.2;  // still reads 37%
+    EXPECT_FALSE(updater.update(snapshot, MenuBarStyle::cpu, false));
+    EXPECT_TRUE(updater.update(snapshot, MenuBarStyle::cpu, true));
+    snapshot.memory.pressureLevel = PressureLevel::critical;
+    auto drawn = updater.update(snapshot, MenuBarStyle::cpu, false);
+    ASSERT_TRUE(drawn);
+    EXPECT_TRUE(drawn->alert);
+    EXPECT_TRUE(updater.update(snapshot, MenuBarStyle::cpuMemory, false));  // a style change redraws
+}
+
+TEST(MenuBarStyleTest, RawValuesRoundTripAndUnknownFallsBackToCPU) {
+    for (MenuBarStyle style : allMenuBarStyles) EXPECT_EQ(menuBarStyleFromRaw(rawValue(style)), style);
+    EXPECT_EQ(menuBarStyleFromRaw("CPU"), std::nullopt);
+    EXPECT_EQ(title(MenuBarStyle::cpuMemory), "CPU + Memory");
+
+    MemoryDefaults defaults;
+    EXPECT_EQ(menuBarStyle(defaults), MenuBarStyle::cpu);
+    defaults.set("menuBar.style", std::string("temperature"));
+    EXPECT_EQ(menuBarStyle(defaults), MenuBarStyle::temperature);
+    defaults.set("menuBar.style", std::string("sparkles"));
+    EXPECT_EQ(menuBarStyle(defaults), MenuBarStyle::cpu);
+    defaults.set("menuBar.style", int64_t{2});
+    EXPECT_EQ(menuBarStyle(defaults), MenuBarStyle::cpu);
+}
+
+}  // namespace
+}  // namespace qm
