@@ -1,0 +1,140 @@
+#include <gtest/gtest.h>
+
+#include "knowledge/Insights.h"
+#include "knowledge/Localized.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm {
+namespace {
+
+class InsightsTest : public ::testing::Test {
+protected:
+    void SetUp() override { Fmt::setLocaleForTesting("en_US"); }
+    void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
+
+    static AppGroup group(std::string name, double cpu, uint64_t memory,
+                          std::optional<double> power = std::nullopt) {
+        AppGroup g;
+        g.id = "proc:" + name;
+        g.name = std::move(name);
+        g.cpu = cpu;
+        g.memory = memory;
+        g.power = power;
+        return g;
+    }
+
+    // A calm 8-core machine at 30 % total CPU.
+    static Snapshot machine(std::vector<AppGroup> groups) {
+        Snapshot s;
+        s.cpu.perCore.assign(8, 0.0);
+        s.cpu.total = 30;
+        s.groups = std::move(groups);
+        return s;
+    }
+};
+
+constexpr uint64_t GB = 1ull << 30;
+
+TEST_F(InsightsTest, HeaviestWeighsWattsAndSkipsTheKernel) {
+    Snapshot s = machine({group("kernel_task", 300, 1 * GB), group("Safari", 40, 2 * GB, 1.0),
+                          group("Xcode", 60, 3 * GB), group("Music", 50, GB, 0.5)});
+    // Safari 40 + 20 × 1 = 60 ties Xcode at 60 and comes first; Music 50 + 10 = 60 too.
+    ASSERT_TRUE(Insights::heaviest(s));
+    EXPECT_EQ(Insights::heaviest(s)->name, "Safari");
+    EXPECT_EQ(Insights::biggest(s)->name, "Xcode");
+    EXPECT_EQ(Insights::heaviest(machine({group("kernel_task", 300, GB)})), nullptr);
+    EXPECT_EQ(Insights::heaviest(machine({})), nullptr);
+}
+
+TEST_F(InsightsTest, StatusRulesApplyInOrder) {
+    // 1: no groups, whatever the heat.
+    Snapshot empty = machine({});
+    empty.thermal.state = ThermalState::critical;
+    EXPECT_EQ(Insights::status(empty),
+              (Insights::Status{"Taking a first look…", "Measuring your Mac for a moment.", 0}));
+
+    // 2 and 3: heat outranks everything else.
+    Snapshot hot = machine({group("Blender", 700, GB)});
+    hot.thermal.state = ThermalState::serious;
+    hot.memory.pressureLevel = PressureLevel::critical;
+    EXPECT_EQ(Insights::status(hot),
+              (Insights::Status{"Your Mac is running hot.",
+                                "Blender is working hardest (700% CPU). macOS is slowing down to cool off.", 2}));
+    Snapshot hotKernelOnly = machine({group("kernel_task", 300, GB)});
+    hotKernelOnly.thermal.state = ThermalState::critical;
+    EXPECT_EQ(Insights::status(hotKernelOnly),
+              (Insights::Status{"Your Mac is running hot.", "macOS is slowing down to cool off.", 2}));
+
+    // 4: critical memory outranks a runaway app; the kernel can be the biggest.
+    Snapshot critical = machine({group("kernel_task", 300, 5 * GB), group("Chrome", 500, 3 * GB)});
+    critical.memory.pressureLevel = PressureLevel::critical;
+    EXPECT_EQ(Insights::status(critical),
+              (Insights::Status{"Memory is under heavy pressure.",
+                                "kernel_task uses 5.0 GB. Quitting apps you're not using will help.", 2}));
+
+    // 5: a runaway app outranks a memory warning.
+    Snapshot busy = machine({group("Chrome", 401, 3 * GB), group("Mail", 1, 4 * GB)});
+    busy.memory.pressureLevel = PressureLevel::warning;
+    EXPECT_EQ(Insights::status(busy),
+              (Insights::Status{"Chrome is keeping your Mac busy.",
+                                "It's using 401% CPU, about 4 of your 8 cores.", 1}));
+    // At exactly half the cores it is not a runaway: the memory warning speaks.
+    busy.groups[0].cpu = 400;
+    EXPECT_EQ(Insights::status(busy),
+              (Insights::Status{"Memory is getting tight.", "Mail is the biggest user at 4.0 GB.", 1}));
+
+    // 7: high total CPU with a heaviest group.
+    Snapshot working = machine({group("make", 300, GB)});
+    working.cpu.total = 61;
+    EXPECT_EQ(Insights::status(working),
+              (Insights::Status{"Your Mac is working hard.", "make is the busiest app right now.", 1}));
+    // Total above 60 but only the kernel: rule 8 is skipped, rule 9 applies.
+    Snapshot kernelBusy = machine({group("kernel_task", 300, GB)});
+    kernelBusy.cpu.total = 90;
+    EXPECT_EQ(Insights::status(kernelBusy),
+              (Insights::Status{"All good. Your Mac is relaxed.",
+                                "Nothing is working hard. kernel_task holds the most memory.", 0}));
+}
+
+TEST_F(InsightsTest, BusiestAppThresholdAndCoreCountBoundaries) {
+    Snapshot s = machine({group("Slack", 16, GB), group("Finder", 1, 2 * GB)});
+    EXPECT_EQ(Insights::status(s),
+              (Insights::Status{"All good.", "Slack is your busiest app right now at 16% CPU.", 0}));
+    s.groups[0].cpu = 15;
+    EXPECT_EQ(Insights::status(s),
+              (Insights::Status{"All good. Your Mac is relaxed.",
+                                "Nothing is working hard. Finder holds the most memory.", 0}));
+    s.cpu.total = 60;  // the boundary itself is still calm
+    s.groups[0].cpu = 20;
+    EXPECT_EQ(Insights::status(s).title, "All good.");
+
+    // No per-core figures yet: the machine counts as one core, so 51 % is half of it.
+    Snapshot oneCore = machine({group("yes", 51, GB)});
+    oneCore.cpu.perCore.clear();
+    EXPECT_EQ(Insights::status(oneCore).detail, "It's using 51% CPU, about 1 of your 1 cores.");
+}
+
+TEST_F(InsightsTest, ThermalLabelsAndPressureSentences) {
+    EXPECT_EQ(Insights::thermalLabel(ThermalState::nominal).label, "Cool");
+    EXPECT_EQ(Insights::thermalLabel(ThermalState::fair).tone, Insights::Tone::warn);
+    EXPECT_EQ(Insights::thermalLabel(ThermalState::critical),
+              (Insights::ThermalLabel{"Very hot", "Heavy throttling. Close demanding apps and give your Mac air.",
+                                      Insights::Tone::bad}));
+    EXPECT_EQ(Insights::thermalLabel(static_cast<ThermalState>(7)),
+              (Insights::ThermalLabel{"Unknown", "", Insights::Tone::secondary}));
+    EXPECT_EQ(Insights::pressureExplanation(PressureLevel::normal),
+              "macOS has room to spare. High \"used\" memory is fine: macOS keeps files cached so "
+              "apps open faster.");
+    EXPECT_EQ(Insights::levelSymbol(2), "exclamationmark.triangle.fill");
+}
+
+TEST(Localized, FillsSequentialAndPositionalPlaceholders) {
+    EXPECT_EQ(fill("%@ uses %@.", {"Mail", "2 GB"}), "Mail uses 2 GB.");
+    EXPECT_EQ(fill("%2$@ before %1$@", {"one", "two"}), "two before one");
+    EXPECT_EQ(fill("%1$lld of %2$lld cores, 100%%", {"4", "8"}), "4 of 8 cores, 100%");
+    // Missing values and stray percent signs never break the text.
+    EXPECT_EQ(fill("%@ and %@ at 5% %9$@", {"a"}), "a and  at 5% ");
+}
+
+}  // namespace
+}  // namespace qm
