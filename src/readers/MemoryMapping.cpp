@@ -1,0 +1,121 @@
+#include "readers/MemoryMapping.h"
+
+#include <algorithm>
+
+#include "core/FileRead.h"
+
+namespace qm {
+
+namespace {
+
+uint64_t field(const Meminfo& info, std::string_view name) {
+    auto it = info.find(name);
+    return it == info.end() ? 0 : it->second;
+}
+
+uint64_t minusFloor(uint64_t a, uint64_t b) { return a > b ? a - b : 0; }
+
+}  // namespace
+
+Meminfo parseMeminfo(std::string_view text) {
+    Meminfo info;
+    for (auto line : splitLines(text)) {
+        auto colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        auto fields = splitFields(line.substr(colon + 1));
+        if (fields.empty()) continue;
+        auto value = parseUInt(fields[0]);
+        if (!value) continue;
+        uint64_t bytes = *value;
+        if (fields.size() > 1 && fields[1] == "kB") bytes *= 1024;
+        info.emplace(std::string(line.substr(0, colon)), bytes);
+    }
+    return info;
+}
+
+std::optional<PressureStall> parsePressureStall(std::string_view text) {
+    PressureStall stall;
+    bool sawSome = false;
+    for (auto line : splitLines(text)) {
+        auto fields = splitFields(line);
+        if (fields.empty()) continue;
+        const bool some = fields[0] == "some";
+        const bool full = fields[0] == "full";
+        if (!some && !full) continue;
+        for (auto f : fields) {
+            if (f.starts_with("total=")) {
+                auto v = parseUInt(f.substr(6));
+                if (!v) return std::nullopt;
+                (some ? stall.someTotal : stall.fullTotal) = *v;
+                if (some) sawSome = true;
+            } else if (f.starts_with("avg10=")) {
+                auto v = parseDouble(f.substr(6));
+                if (v) (some ? stall.someAvg10 : stall.fullAvg10) = *v;
+            }
+        }
+    }
+    if (!sawSome) return std::nullopt;
+    return stall;
+}
+
+MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> compressed) {
+    MemoryStats m;
+    m.total = field(info, "MemTotal");
+    m.app = field(info, "AnonPages");
+    m.wired = field(info, "Unevictable") + field(info, "SUnreclaim") + field(info, "KernelStack") +
+              field(info, "PageTables");
+    m.compressed = compressed ? *compressed : field(info, "Zswap");
+    m.cached = minusFloor(field(info, "Cached") + field(info, "SReclaimable"), field(info, "Shmem"));
+    m.free = field(info, "MemFree");
+    m.swapTotal = field(info, "SwapTotal");
+    m.swapUsed = minusFloor(m.swapTotal, field(info, "SwapFree") + field(info, "SwapCached"));
+    if (m.total > 0 && info.contains("MemAvailable")) {
+        const double available = static_cast<double>(field(info, "MemAvailable"));
+        m.pressure = std::clamp(100.0 - available / static_cast<double>(m.total) * 100.0, 0.0, 100.0);
+    }
+    return m;
+}
+
+PressureLevel levelFromStallShares(double somePercent, double fullPercent) {
+    if (fullPercent >= 10.0 || somePercent >= 40.0) return PressureLevel::critical;
+    if (somePercent >= 10.0) return PressureLevel::warning;
+    return PressureLevel::normal;
+}
+
+PressureLevel levelFromAvailable(uint64_t available, uint64_t total) {
+    if (total == 0) return PressureLevel::normal;
+    const double share = static_cast<double>(available) / static_cast<double>(total) * 100.0;
+    if (share < 5.0) return PressureLevel::critical;
+    if (share < 15.0) return PressureLevel::warning;
+    return PressureLevel::normal;
+}
+
+std::optional<uint64_t> parseZramUsed(std::string_view mmStat) {
+    auto fields = splitFields(trim(mmStat));
+    if (fields.size() < 3) return std::nullopt;
+    return parseUInt(fields[2]);
+}
+
+MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize,
+                               uint64_t swapUsed, uint64_t swapTotal, std::optional<int64_t> availableLevel,
+                               std::optional<int64_t> pressureCode) {
+    MemoryStats m;
+    m.total = total;
+    if (vm) {
+        m.app = minusFloor(vm->internalPages, vm->purgeablePages) * pageSize;
+        m.wired = vm->wiredPages * pageSize;
+        m.compressed = vm->compressorPages * pageSize;
+        m.cached = (vm->externalPages + vm->purgeablePages) * pageSize;
+        m.free = vm->freePages * pageSize;
+    }
+    m.swapUsed = swapUsed;
+    m.swapTotal = swapTotal;
+    if (availableLevel) m.pressure = std::clamp(100.0 - static_cast<double>(*availableLevel), 0.0, 100.0);
+    if (pressureCode == 4)
+        m.pressureLevel = PressureLevel::critical;
+    else if (pressureCode == 2)
+        m.pressureLevel = PressureLevel::warning;
+    return m;
+}
+
+}  // namespace qm

@@ -1,0 +1,61 @@
+// Portable arithmetic that turns each kernel's memory figures into MemoryStats.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/Snapshot.h"
+
+namespace qm {
+
+// --- Linux ---
+
+// /proc/meminfo as a map from field name to bytes ("MemTotal" -> 16'000'000'000).
+using Meminfo = std::map<std::string, uint64_t, std::less<>>;
+Meminfo parseMeminfo(std::string_view text);
+
+// One line of /proc/pressure/memory: the "some" and "full" totals in microseconds
+// and the 10-second averages in percent.
+struct PressureStall {
+    uint64_t someTotal = 0;
+    uint64_t fullTotal = 0;
+    double someAvg10 = 0;
+    double fullAvg10 = 0;
+};
+std::optional<PressureStall> parsePressureStall(std::string_view text);
+
+// Memory figures from meminfo; `compressed` is what zram or zswap occupies, when known.
+// The pressure level is left normal: it needs the stall figures (below).
+MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> compressed);
+
+// The level from the share of an interval that tasks stalled on memory: critical when
+// everything stalled for 10 % of the time or some tasks for 40 %, warning from 10 % of
+// some-stall. Shares are percentages of the interval.
+PressureLevel levelFromStallShares(double somePercent, double fullPercent);
+// Without stall information: what the kernel still counts as available.
+PressureLevel levelFromAvailable(uint64_t available, uint64_t total);
+
+// The third field of a zram device's mm_stat: bytes of memory the compressed store uses.
+std::optional<uint64_t> parseZramUsed(std::string_view mmStat);
+
+// --- macOS ---
+
+struct VMCounts {
+    uint64_t internalPages = 0;
+    uint64_t purgeablePages = 0;
+    uint64_t wiredPages = 0;
+    uint64_t compressorPages = 0;
+    uint64_t externalPages = 0;
+    uint64_t freePages = 0;
+};
+
+// `vm` absent when host_statistics64 failed; `availableLevel` is
+// kern.memorystatus_level (0-100), `pressureCode` kern.memorystatus_vm_pressure_level.
+MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize,
+                               uint64_t swapUsed, uint64_t swapTotal, std::optional<int64_t> availableLevel,
+                               std::optional<int64_t> pressureCode);
+
+}  // namespace qm
