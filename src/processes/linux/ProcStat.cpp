@@ -1,0 +1,57 @@
+#include "processes/linux/ProcStat.h"
+
+#include "core/FileRead.h"
+
+namespace qm {
+
+std::optional<ProcStat> parseProcStat(std::string_view text) {
+    auto open = text.find('(');
+    auto close = text.rfind(')');
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
+    auto pid = parseInt(text.substr(0, open));
+    if (!pid) return std::nullopt;
+    // Fields after the name, numbered from 3 (state) as in proc(5).
+    auto rest = splitFields(text.substr(close + 1));
+    auto field = [&](size_t number) -> std::optional<uint64_t> {
+        size_t index = number - 3;
+        return index < rest.size() ? parseUInt(rest[index]) : std::nullopt;
+    };
+    auto ppid = field(4);
+    auto flags = field(9);
+    auto utime = field(14);
+    auto stime = field(15);
+    auto start = field(22);
+    if (!ppid || !flags || !utime || !stime || !start) return std::nullopt;
+    ProcStat st;
+    st.pid = static_cast<int32_t>(*pid);
+    st.comm = std::string(text.substr(open + 1, close - open - 1));
+    st.ppid = static_cast<int32_t>(*ppid);
+    st.flags = *flags;
+    st.utime = *utime;
+    st.stime = *stime;
+    st.startTime = *start;
+    st.rssPages = field(24).value_or(0);
+    return st;
+}
+
+std::optional<uint64_t> parseStatmResident(std::string_view text) {
+    auto fields = splitFields(trim(text));
+    if (fields.size() < 2) return std::nullopt;
+    return parseUInt(fields[1]);
+}
+
+ProcIO parseProcIO(std::string_view text) {
+    ProcIO io;
+    for (auto line : splitLines(text)) {
+        auto colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        auto key = line.substr(0, colon);
+        auto value = parseUInt(trim(line.substr(colon + 1)));
+        if (!value) continue;
+        if (key == "read_bytes") io.readBytes = *value;
+        else if (key == "write_bytes") io.writeBytes = *value;
+    }
+    return io;
+}
+
+}  // namespace qm

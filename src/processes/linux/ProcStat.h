@@ -1,0 +1,37 @@
+// Parsing /proc/<pid>/stat, whose command name may itself hold spaces, parentheses
+// and newlines: the name runs from the first "(" to the last ")".
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace qm {
+
+struct ProcStat {
+    int32_t pid = 0;
+    std::string comm;
+    int32_t ppid = 0;
+    uint64_t flags = 0;
+    uint64_t utime = 0;      // clock ticks
+    uint64_t stime = 0;      // clock ticks
+    uint64_t startTime = 0;  // clock ticks after boot
+    uint64_t rssPages = 0;
+};
+
+constexpr uint64_t kernelThreadFlag = 0x00200000;  // PF_KTHREAD
+
+std::optional<ProcStat> parseProcStat(std::string_view text);
+
+// Resident pages, the second field of /proc/<pid>/statm.
+std::optional<uint64_t> parseStatmResident(std::string_view text);
+
+// read_bytes and write_bytes of /proc/<pid>/io (storage traffic, not cache hits).
+struct ProcIO {
+    uint64_t readBytes = 0;
+    uint64_t writeBytes = 0;
+};
+ProcIO parseProcIO(std::string_view text);
+
+}  // namespace qm
