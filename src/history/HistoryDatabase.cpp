@@ -58,7 +58,10 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
     bool hadHistory = fileBytes(path_) > 0;
     ensurePrivateFile(path_);
 
-    OpenOutcome outcome = openConnection();
+    // A file that is not SQLite at all is moved aside before SQLite touches it: opening
+    // it would discard the WAL beside it, which may hold the newest minutes.
+    OpenOutcome outcome =
+        hasDatabaseHeader(path_) ? openConnection() : OpenOutcome::unusable;
     if (outcome == OpenOutcome::unusable && hadHistory) {
         close();
         if (auto moved = moveDatabaseAside(path_, nowSeconds)) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <cstdlib>
 
@@ -43,6 +44,17 @@ uint64_t fileBytes(const std::string& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return 0;
     return static_cast<uint64_t>(info.st_size);
+}
+
+bool hasDatabaseHeader(const std::string& path) {
+    static constexpr char header[] = "SQLite format 3";  // 16 bytes with its NUL
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return true;  // nothing readable to judge; the open step decides
+    char start[sizeof header] = {};
+    ssize_t n = ::read(fd, start, sizeof start);
+    ::close(fd);
+    if (n <= 0) return true;
+    return n == static_cast<ssize_t>(sizeof start) && std::memcmp(start, header, sizeof header) == 0;
 }
 
 std::string corruptName(const std::string& path, int64_t utcSeconds) {

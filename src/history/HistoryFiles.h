@@ -22,6 +22,10 @@ void ensurePrivateFile(const std::string& path);
 // Bytes of the file, 0 when it is missing or unreadable.
 uint64_t fileBytes(const std::string& path);
 
+// False when the file has content that does not begin with SQLite's header (an empty
+// or missing file is fine: SQLite makes a database of it).
+bool hasDatabaseHeader(const std::string& path);
+
 // "<path>.corrupt-YYYYMMDD-HHMMSSZ" for the given UTC time (seconds since 1970).
 std::string corruptName(const std::string& path, int64_t utcSeconds);
 
