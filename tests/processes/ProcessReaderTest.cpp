@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include "FakeHelperTransport.h"
+#include "FakeProcessSource.h"
+#include "processes/ProcessReader.h"
+
+namespace qm {
+namespace {
+
+using test::FakeProcessSource;
+
+struct ReaderFixture : ::testing::Test {
+    ManualClock clock;
+    FakeProcessSource* source = nullptr;
+    test::FakeHelperTransport* helper = nullptr;
+    std::unique_ptr<ProcessReader> reader;
+
+    void SetUp() override {
+        auto src = std::make_unique<FakeProcessSource>();
+        auto transport = std::make_unique<test::FakeHelperTransport>();
+        source = src.get();
+        helper = transport.get();
+        helper->enabled = false;
+        reader = std::make_unique<ProcessReader>(std::move(src), std::make_unique<test::ByNameResolver>(),
+                                                 std::move(transport), clock);
+    }
+    // Advances both the process clock and the wall clock.
+    void wait(double seconds) {
+        source->advance(seconds);
+        clock.advance(seconds);
+    }
+    const ProcessSample& sample(const ProcessReader::Result& r, int32_t pid) {
+        for (const auto& s : r.processes)
+            if (s.pid == pid) return s;
+        throw std::runtime_error("no sample for pid " + std::to_string(pid));
+    }
+};
+
+TEST_F(ReaderFixture, FirstSightReadsZeroThenCountersBecomeRates) {
+    auto& p = source->add(100, FakeProcessSource::me, "/opt/homebrew/bin/tool");
+    p.usage = UsageRecord{5'000'000'000, 4096, 0, 1000, 2000, 10};
+
+    auto first = reader->readDetailed(false);
+    EXPECT_EQ(sample(first, 100).cpu, 0);
+    EXPECT_FALSE(sample(first, 100).power.has_value());
+    EXPECT_EQ(sample(first, 100).diskReadRate, 0);
+    EXPECT_EQ(sample(first, 100).memory, 4096u);
+
+    // 2 s later: 1.5 s of CPU, 3 J, 4000 B read, 0 written, 20 wake-ups.
+    wait(2);
+    p.usage = UsageRecord{6'500'000'000, 8192, 3'000'000'000, 5000, 2000, 30};
+    auto second = reader->readDetailed(false);
+    const auto& s = sample(second, 100);
+    EXPECT_DOUBLE_EQ(s.cpu, 75);
+    ASSERT_TRUE(s.power.has_value());
+    EXPECT_DOUBLE_EQ(*s.power, 1.5);
+    EXPECT_DOUBLE_EQ(s.diskReadRate, 2000);
+    EXPECT_DOUBLE_EQ(s.diskWriteRate, 0);
+    EXPECT_DOUBLE_EQ(s.wakeups, 10);
+    EXPECT_FALSE(s.approximate);
+    EXPECT_FALSE(s.isRestricted);
+
+    wait(1);
+    p.usage = UsageRecord{6'500'000'000, 8192, 4'500'000'000, 5000, 2000, 30};
+    auto third = reader->readDetailed(false);
+    ASSERT_TRUE(sample(third, 100).power.has_value());
+    EXPECT_DOUBLE_EQ(*sample(third, 100).power, 1.5);
+
+    // An energy counter that reads 0 gives no power figure, not 0 W.
+    wait(1);
+    p.usage->energy = 0;
+    EXPECT_FALSE(sample(reader->readDetailed(false), 100).power.has_value());
+}
+
+TEST_F(ReaderFixture, CountersGoingBackwardsOrReusedPidsStartOver) {
+    auto& p = source->add(200, FakeProcessSource::me, "/usr/bin/old");
+    p.usage = UsageRecord{9'000'000'000, 0, 0, 500, 500, 0};
+    reader->readDetailed(false);
+
+    // The CPU counter went down: zero for this tick, the new value is the next base.
+    wait(1);
+    p.usage = UsageRecord{1'000'000'000, 0, 0, 900, 100, 0};
+    auto backwards = sample(reader->readDetailed(false), 200);
+    EXPECT_EQ(backwards.cpu, 0);
+    EXPECT_EQ(backwards.diskReadRate, 0);
+    wait(1);
+    p.usage = UsageRecord{1'250'000'000, 0, 0, 1900, 50, 0};
+    auto after = sample(reader->readDetailed(false), 200);
+    EXPECT_DOUBLE_EQ(after.cpu, 25);
+    EXPECT_DOUBLE_EQ(after.diskReadRate, 1000);
+    EXPECT_EQ(after.diskWriteRate, 0) << "a disk counter that went down reads 0";
+    EXPECT_EQ(source->pathLookups[200], 1) << "identity is looked up once per lifetime";
+
+    // Same pid, new process: new name and path, zero rates on its first tick.
+    auto& reused = source->add(200, FakeProcessSource::me, "/usr/bin/new", 2);
+    reused.usage = UsageRecord{2'000'000'000, 0, 0, 0, 0, 0};
+    wait(1);
+    auto fresh = sample(reader->readDetailed(false), 200);
+    EXPECT_EQ(fresh.name, "new");
+    EXPECT_EQ(fresh.path, "/usr/bin/new");
+    EXPECT_EQ(fresh.cpu, 0);
+    EXPECT_EQ(source->pathLookups[200], 2);
+}
+
+TEST_F(ReaderFixture, NamesForKernelUnnamedAndVersionedExecutables) {
+    source->add(0, 0, "");
+    auto& unnamed = source->add(4711, FakeProcessSource::me, "");
+    unnamed.info.comm = "";
+    auto& versioned = source->add(300, FakeProcessSource::me, "/Users/me/.local/share/mytool/versions/2.1.4");
+    versioned.argumentExecutable = "/Users/me/.local/share/mytool/versions/2.1.4";
+    auto& aliased = source->add(301, FakeProcessSource::me, "/opt/x/versions/1.0");
+    aliased.argumentExecutable = "/usr/local/bin/claude";
+    source->add(302, FakeProcessSource::me, "/1.2.3");
+
+    auto r = reader->readDetailed(false);
+    EXPECT_EQ(sample(r, 0).name, "kernel_task");
+    EXPECT_EQ(sample(r, 0).path, "");
+    EXPECT_EQ(sample(r, 4711).name, "Process 4711");
+    EXPECT_EQ(sample(r, 300).name, "mytool");
+    EXPECT_EQ(sample(r, 301).name, "claude");
+    EXPECT_EQ(sample(r, 302).name, "1.2.3") << "no better name: the version stays";
+}
+
+TEST_F(ReaderFixture, OtherUsersProcessesExactUnreadableOrCarriedOver) {
+    auto& readable = source->add(10, 0, "/usr/sbin/daemon");
+    readable.usage = UsageRecord{1'000'000'000, 1 << 20, 0, 0, 0, 0};
+    auto& locked = source->add(11, 0, "/usr/libexec/locked");
+    locked.usage.reset();
+    source->psOutput = "   11     0   0:01.00   2048\n";
+
+    auto first = reader->readDetailed(true);
+    EXPECT_TRUE(sample(first, 10).isRestricted);
+    EXPECT_FALSE(sample(first, 10).approximate) << "readable figures of another user are exact";
+    EXPECT_EQ(sample(first, 10).memory, 1u << 20);
+    EXPECT_TRUE(sample(first, 11).approximate);
+    EXPECT_TRUE(sample(first, 11).isRestricted);
+    EXPECT_EQ(sample(first, 11).memory, 2048u * 1024);
+    EXPECT_TRUE(first.restrictedVisible);
+    EXPECT_FALSE(first.helperActive);
+
+    // A failed usage call of another user is not retried while the process lives.
+    wait(1);
+    reader->readDetailed(false);
+    reader->readDetailed(false);
+    EXPECT_EQ(source->usageCalls[11], 1);
+
+    // ps: one more second of CPU in the 5 s since the first run.
+    wait(4);
+    source->psOutput = "11 0 0:02.00 4096\n";
+    auto later = reader->readDetailed(true);
+    EXPECT_NEAR(sample(later, 11).cpu, 20, 1e-9);
+    EXPECT_EQ(sample(later, 11).memory, 4096u * 1024);
+
+    // Once ps no longer lists it, ticks without includeRestricted carry the last figures.
+    wait(5);
+    source->psOutput = "";
+    auto withoutPS = reader->readDetailed(true);
+    EXPECT_EQ(sample(withoutPS, 11).memory, 0u);
+    EXPECT_TRUE(withoutPS.restrictedVisible);
+    EXPECT_FALSE(reader->readDetailed(false).restrictedVisible) << "an empty ps cache shows nothing";
+}
+
+TEST_F(ReaderFixture, LastRestrictedSampleIsReusedOnlyForTheSameName) {
+    auto& locked = source->add(20, 0, "/usr/libexec/a");
+    locked.usage.reset();
+    // The helper answers on the restricted tick with exact figures.
+    helper->enabled = true;
+    RawProcRecord r{20, 0, 1'000'000'000, 0, 7777, 0, 0, 0, 0};
+    std::vector<uint8_t> wire;
+    r.packInto(wire);
+    helper->reply = wire;
+    auto full = reader->readDetailed(true);
+    EXPECT_TRUE(full.helperActive);
+    EXPECT_EQ(sample(full, 20).memory, 7777u);
+    EXPECT_FALSE(sample(full, 20).approximate);
+
+    // Between restricted ticks the same process keeps its figures; the usage call
+    // failed once for another user, so it is not asked again.
+    wait(1);
+    auto carried = reader->readDetailed(false);
+    EXPECT_EQ(sample(carried, 20).memory, 7777u);
+    EXPECT_FALSE(carried.helperActive);
+
+    // A different program under that pid gets a placeholder instead.
+    auto& other = source->add(20, 0, "/usr/libexec/b", 9);
+    other.usage.reset();
+    wait(1);
+    auto placeholder = sample(reader->readDetailed(false), 20);
+    EXPECT_EQ(placeholder.name, "b");
+    EXPECT_EQ(placeholder.memory, 0u);
+    EXPECT_TRUE(placeholder.approximate);
+}
+
+TEST_F(ReaderFixture, HelperBatchEvenEmptyMakesTheTickHelperActive) {
+    source->add(30, FakeProcessSource::me, "/bin/x");
+    helper->enabled = true;
+    helper->reply = std::vector<uint8_t>(100, 0);  // malformed: no records, still an answer
+    auto r = reader->readDetailed(true);
+    EXPECT_TRUE(r.helperActive);
+    EXPECT_TRUE(r.restrictedVisible);
+    EXPECT_EQ(source->psRuns, 0);
+    auto summary = reader->read(true);
+    EXPECT_EQ(summary.processCount, 1);
+    EXPECT_EQ(summary.groups.size(), 1u);
+}
+
+TEST_F(ReaderFixture, PSRunsAtMostEveryFourAndAHalfSeconds) {
+    source->add(40, 0, "/usr/libexec/locked").usage.reset();
+    source->psOutput = "40 0 00:00:01 100\n";
+    reader->readDetailed(true);
+    wait(2);
+    reader->readDetailed(true);
+    EXPECT_EQ(source->psRuns, 1);
+    wait(2.4);
+    reader->readDetailed(true);
+    EXPECT_EQ(source->psRuns, 1);
+    wait(0.1);
+    reader->readDetailed(true);
+    EXPECT_EQ(source->psRuns, 2);
+
+    // ps that cannot start leaves the old figures in place.
+    source->psOutput.reset();
+    wait(5);
+    EXPECT_EQ(sample(reader->readDetailed(true), 40).memory, 100u * 1024);
+}
+
+TEST_F(ReaderFixture, PSIsNotRunWhenEveryProcessCanBeRead) {
+    source->add(50, 0, "/usr/sbin/sshd");
+    source->psOutput = "50 0 0:00.00 1\n";
+    auto r = reader->readDetailed(true);
+    EXPECT_EQ(source->psRuns, 0);
+    EXPECT_TRUE(r.restrictedVisible);
+}
+
+}  // namespace
+}  // namespace qm
