@@ -59,6 +59,10 @@ void Sampler::reschedule() {
     queue_->post([this] { schedule(); });
 }
 
+void Sampler::setPeriodOverride(std::optional<double> seconds) {
+    queue_->post([this, seconds] { periodOverride_ = seconds; });
+}
+
 void Sampler::flushNow() {
     queue_->sync([this] {
         if (acc_.count < 1) return;
@@ -69,6 +73,7 @@ void Sampler::flushNow() {
 
 void Sampler::schedule() {
     double period = (!lastBattery_ || lastBattery_->battery.onAC) ? kMainsPeriod : kBatteryPeriod;
+    if (periodOverride_) period = *periodOverride_;
     if (live_) {
         const double chosen = defaults_.doubleValue("refresh.interval");  // unset reads as 0
         period = chosen >= 1.0 ? chosen : kDefaultLivePeriod;

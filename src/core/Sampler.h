@@ -50,6 +50,9 @@ public:
     void setLive(bool live);
     // Re-reads the refresh interval and re-arms the timer.
     void reschedule();
+    // A fixed background period instead of 5 s on mains / 10 s on battery (the command
+    // line's --interval). Takes effect at the next schedule.
+    void setPeriodOverride(std::optional<double> seconds);
     // Saves the partial minute now (the caller waits): used when the program ends.
     void flushNow();
 
@@ -82,6 +85,7 @@ private:
 
     std::unique_ptr<RepeatingTimer> timer_;
     double interval_ = 5.0;
+    std::optional<double> periodOverride_;
     bool live_ = false;
     int64_t tick_ = 0;
 
