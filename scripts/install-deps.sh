@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs what building and testing Quillmere needs: Debian/Ubuntu packages, or
+# Homebrew formulae on macOS. Safe to run again: installed packages are skipped.
+set -euo pipefail
+
+if [[ "$(uname -s)" == "Darwin" ]]; then
+    brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark
+    exit 0
+fi
+
+packages=(cmake g++ make pkg-config libsqlite3-dev sqlite3 libicu-dev nlohmann-json3-dev libcli11-dev
+          libasio-dev libgtest-dev libgmock-dev libbenchmark-dev procps)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+sudo=""
+[[ "$(id -u)" -ne 0 ]] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
