@@ -53,6 +53,15 @@ void nameReadings(std::vector<HwmonTemperature>& temperatures) {
     }
 }
 
+void demoteGuessedCPU(std::vector<HwmonTemperature>& temperatures) {
+    const bool cpuChip = std::any_of(temperatures.begin(), temperatures.end(), [](const auto& t) {
+        return t.group == SensorReading::Group::cpu && !t.groupFromLabel;
+    });
+    if (!cpuChip) return;
+    for (auto& t : temperatures)
+        if (t.group == SensorReading::Group::cpu && t.groupFromLabel) t.group = SensorReading::Group::other;
+}
+
 void sortByGroup(std::vector<HwmonTemperature>& temperatures) {
     std::stable_sort(temperatures.begin(), temperatures.end(),
                      [](const auto& a, const auto& b) { return a.group < b.group; });
@@ -80,6 +89,7 @@ void scanChip(const std::string& dir, HwmonScan& scan) {
         t.chip = chip;
         t.label = readTrimmed(base + "_label");
         t.group = chipGroup ? *chipGroup : classifySensorName(t.label.empty() ? chip : t.label);
+        t.groupFromLabel = !chipGroup;
         t.inputPath = base + "_input";
         t.limits = {readLimit(base + "_max"), readLimit(base + "_crit")};
         // Unlabelled inputs are told apart by their number.
@@ -133,6 +143,7 @@ HwmonScan scanHwmon(const std::string& root) {
     if (scan.temperatures.empty())
         for (const auto& dir : zoneDirectories(root)) scan.temperatures.push_back(zoneReading(dir));
 
+    demoteGuessedCPU(scan.temperatures);
     sortByGroup(scan.temperatures);
     nameReadings(scan.temperatures);
     return scan;
