@@ -138,3 +138,33 @@ TEST(Localized, FillsSequentialAndPositionalPlaceholders) {
 
 }  // namespace
 }  // namespace qm
+
+#include "knowledge/StatusChips.h"
+
+namespace qm {
+namespace {
+
+TEST(StatusChips, FactsUnderTheStatusLine) {
+    Fmt::setLocaleForTesting("en_US");
+    Snapshot s;
+    s.processCount = 412;
+    s.groups.resize(37);
+    s.uptime = 3 * 3600 + 7 * 60 + 30;
+    s.memory.total = 16'400'000'000;  // what Linux shows of 16 GiB installed
+    auto chips = statusChips(s, 0, "Apple M2", "macOS 14.4.1");
+    ASSERT_EQ(chips.size(), 5u);
+    EXPECT_EQ(chips[0].text, "412 processes → 37 apps");
+    EXPECT_EQ(chips[1].text, "15 GB memory");
+    EXPECT_EQ(chips[2], (StatusChip{"clock", "Up 3h 7m"}));
+    EXPECT_EQ(chips[4].symbol, "apple.logo");
+    // The installed size wins over the visible total; unknown names are left out.
+    chips = statusChips(s, 16ull << 30, "", "");
+    ASSERT_EQ(chips.size(), 3u);
+    EXPECT_EQ(chips[1].text, "16 GB memory");
+    s.uptime = 0;
+    EXPECT_EQ(statusChips(s, 0, "", "")[2].text, "Up 0m");
+    Fmt::setLocaleForTesting(nullptr);
+}
+
+}  // namespace
+}  // namespace qm
