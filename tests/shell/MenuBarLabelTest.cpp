@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "core/Defaults.h"
+#include "shell/StatusBarOutput.h"
 #include "shell/fmt/Fmt.h"
+
+#include <nlohmann/json.hpp>
 
 namespace qm {
 namespace {
@@ -98,6 +101,25 @@ TEST_F(MenuBarLabelTest, RedrawsOnlyWhenLinesOrAlertChange) {
     ASSERT_TRUE(drawn);
     EXPECT_TRUE(drawn->alert);
     EXPECT_TRUE(updater.update(snapshot, MenuBarStyle::cpuMemory, false));  // a style change redraws
+}
+
+TEST_F(MenuBarLabelTest, StatusBarOutputs) {
+    MenuBarLabel two = menuBarLabel(snapshot, MenuBarStyle::cpuMemory);
+    EXPECT_EQ(plainStatusBarOutput(two), "CPU 37%\nMEM 56%\nQuillmere: CPU 37%, memory normal\n");
+    auto json = nlohmann::json::parse(waybarOutput(two));
+    EXPECT_EQ(json["text"], "CPU 37% MEM 56%");
+    EXPECT_EQ(json["tooltip"], "Quillmere: CPU 37%, memory normal");
+    EXPECT_EQ(json["class"], "normal");
+
+    snapshot.thermal.state = ThermalState::serious;
+    MenuBarLabel icon = menuBarLabel(snapshot, MenuBarStyle::icon);
+    EXPECT_EQ(plainStatusBarOutput(icon), "Quillmere: CPU 37%, memory normal\n");
+    json = nlohmann::json::parse(waybarOutput(icon));
+    EXPECT_FALSE(json["text"].get<std::string>().empty());  // an empty text would hide the module
+    EXPECT_EQ(json["class"], "alert");
+
+    icon.tooltip = "bad \xff byte";  // never throws, always one line
+    EXPECT_NO_THROW(waybarOutput(icon));
 }
 
 TEST(MenuBarStyleTest, RawValuesRoundTripAndUnknownFallsBackToCPU) {
