@@ -153,7 +153,7 @@ std::optional<int64_t> estimateMinutes(bool charging, double now, double full, d
     if (!(rate > 0)) return std::nullopt;
     const double minutes = (charging ? std::max(full - now, 0.0) : now) / rate * 60.0;
     if (!(minutes >= 1) || minutes > kMaxEstimateMinutes) return std::nullopt;
-    return static_cast<int64_t>(minutes);
+    return std::llround(minutes);
 }
 
 BatteryStats batteryFromSupplies(const std::vector<SupplyProperties>& supplies) {
@@ -192,9 +192,9 @@ BatteryStats batteryFromSupplies(const std::vector<SupplyProperties>& supplies) 
     if (battery.onAC) battery.adapterWatts = adapterWatts;
 
     if (battery.isCharging && cell.toFull && *cell.toFull >= 1)
-        battery.minutesRemaining = static_cast<int64_t>(*cell.toFull);
+        battery.minutesRemaining = std::llround(*cell.toFull);
     else if (discharging && cell.toEmpty && *cell.toEmpty >= 1)
-        battery.minutesRemaining = static_cast<int64_t>(*cell.toEmpty);
+        battery.minutesRemaining = std::llround(*cell.toEmpty);
     else if ((battery.isCharging || discharging) && cell.now && cell.rate)
         battery.minutesRemaining = estimateMinutes(battery.isCharging, *cell.now,
                                                    cell.full ? *cell.full : cell.design.value_or(0), *cell.rate);

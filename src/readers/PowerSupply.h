@@ -29,7 +29,7 @@ SupplyProperties parseSupplyUevent(std::string_view text);
 BatteryStats batteryFromSupplies(const std::vector<SupplyProperties>& supplies);
 
 // Minutes to empty (discharging) or to full (charging) from stored energy and the
-// rate of flow, both in the same units (Wh and W). Absent when the rate is not
+// rate of flow, both in the same units (Wh and W), to the nearest minute. Absent when the rate is not
 // positive, the status is neither, or the estimate is under a minute or over two
 // days (a near-zero rate reading, not a real prediction).
 std::optional<int64_t> estimateMinutes(bool charging, double now, double full, double rate);

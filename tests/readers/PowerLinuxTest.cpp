@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include "core/FileRead.h"
+#include "readers/PowerRapl.h"
+#include "readers/linux/PowerLinux.h"
+#include "SensorTestTree.h"
+
+namespace qm {
+namespace {
+
+using testing::fixtureRoot;
+using testing::SensorTestTree;
+
+TEST(PowerRapl, WattsFromCounterDeltasWithWrap) {
+    RaplMeter meter;
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 1'000'000, 10'000'000}}, 100));  // first sight
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 7'000'000, 10'000'000}}, 101), 6);
+    // Wrapped: 7 000 000 → range 10 000 000 → 0 → 2 000 000 is 5 J.
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 2'000'000, 10'000'000}}, 102), 5);
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 3'000'000, 10'000'000}}, 102));  // no time passed
+    // Two packages add up.
+    meter.update({{"intel-rapl:0", 0, 0}, {"intel-rapl:1", 0, 0}}, 200);  // new zone set: start over
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 4'000'000, 0}, {"intel-rapl:1", 6'000'000, 0}}, 202), 5);
+    // Backwards without a known range: no figure rather than a wrong one.
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 1, 0}, {"intel-rapl:1", 6'000'000, 0}}, 203));
+}
+
+struct ManualSeconds {
+    double now = 1000;
+    std::function<double()> clock() {
+        return [this] { return now; };
+    }
+};
+
+TEST(PowerLinux, LaptopOnBatteryUsesDischargeForSystemPower) {
+    ManualSeconds time;
+    LinuxPowerSource source(fixtureRoot("laptop-on-battery"), time.clock());
+    auto reading = source.read();
+    ASSERT_TRUE(reading);
+    const auto& b = reading->battery;
+    EXPECT_TRUE(b.present);
+    EXPECT_EQ(b.percent, 85);  // from uevent, read in one go
+    EXPECT_FALSE(b.onAC);
+    EXPECT_FALSE(b.isCharging);
+    EXPECT_EQ(b.minutesRemaining, 483);
+    EXPECT_NEAR(*b.healthPercent, 99.73, 0.01);
+    EXPECT_FALSE(b.cycleCount);
+    EXPECT_DOUBLE_EQ(*b.batteryPower, -5.064);
+    EXPECT_DOUBLE_EQ(*reading->systemPower, 5.064);
+}
+
+TEST(PowerLinux, IntelLaptopMeasuresRaplPackagesOnly) {
+    SensorTestTree tree("intel-laptop");
+    ManualSeconds time;
+    LinuxPowerSource source(tree.root(), time.clock());
+    const std::string package = "sys/class/powercap/intel-rapl:0/energy_uj";
+
+    auto first = source.read();  // no time has passed yet, and on mains: nothing to fall back on
+    ASSERT_TRUE(first);
+    EXPECT_FALSE(first->systemPower);
+    EXPECT_TRUE(first->battery.isCharging);
+    EXPECT_EQ(first->battery.minutesRemaining, 72);
+    EXPECT_EQ(first->battery.cycleCount, 212);
+    EXPECT_DOUBLE_EQ(*first->battery.temperature, 31.2);
+
+    time.now += 2;
+    tree.write(package, "240442366267");  // +20 J
+    tree.write("sys/class/powercap/intel-rapl:0:0/energy_uj", "999999999999");  // a part of the package
+    EXPECT_DOUBLE_EQ(*source.read()->systemPower, 10);
+
+    time.now += 1;
+    tree.write(package, "7000000");  // wrapped at max_energy_range_uj (262143328850)
+    EXPECT_NEAR(*source.read()->systemPower, (262143328850.0 - 240442366267.0 + 7000000.0) * 1e-6, 1e-6);
+}
+
+TEST(PowerLinux, UnreadableRaplFallsBackAndBatteriesComeAndGo) {
+    SensorTestTree tree("laptop-on-battery");
+    tree.write("sys/class/powercap/intel-rapl:0/energy_uj", "");  // root-only on most kernels: reads empty here
+    ManualSeconds time;
+    LinuxPowerSource source(tree.root(), time.clock());
+    time.now += 5;
+    EXPECT_DOUBLE_EQ(*source.read()->systemPower, 5.064);
+
+    // The battery is pulled, then put back.
+    const std::string uevent = *readFile(tree.root() + "/sys/class/power_supply/BAT0/uevent");
+    tree.remove("sys/class/power_supply/BAT0");
+    auto gone = source.read();
+    EXPECT_FALSE(gone->battery.present);
+    EXPECT_TRUE(gone->battery.onAC);  // the default record
+    EXPECT_FALSE(gone->systemPower);
+    tree.write("sys/class/power_supply/BAT0/type", "Battery");
+    tree.write("sys/class/power_supply/BAT0/uevent", uevent);
+    EXPECT_TRUE(source.read()->battery.present);
+
+    // A uevent that cannot be read falls back to the attribute files.
+    tree.makeUnreadable("sys/class/power_supply/BAT0/uevent");
+    tree.write("sys/class/power_supply/BAT0/status", "Discharging");
+    tree.write("sys/class/power_supply/BAT0/capacity", "42");
+    auto files = source.read();
+    EXPECT_TRUE(files->battery.present);
+    EXPECT_EQ(files->battery.percent, 42);
+}
+
+TEST(PowerLinux, DesktopWithoutBatteryOrCounters) {
+    ManualSeconds time;
+    LinuxPowerSource source(fixtureRoot("amd-desktop"), time.clock());  // only a mouse battery
+    auto reading = source.read();
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(reading->battery, BatteryStats{});
+    EXPECT_FALSE(reading->systemPower);
+
+    LinuxPowerSource nowhere("/nonexistent/qm-root", time.clock());
+    EXPECT_EQ(nowhere.read()->battery, BatteryStats{});
+}
+
+}  // namespace
+}  // namespace qm
