@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <utility>
 
 namespace qm {
 
@@ -14,14 +15,21 @@ std::string envOr(const char* name, const std::string& fallback) {
 }
 }  // namespace
 
-const std::string& systemRoot() {
-    static const std::string root = [] {
-        std::string value = envOr("QUILLMERE_ROOT", "");
-        while (value.size() > 1 && value.back() == '/') value.pop_back();
-        return value == "/" ? std::string() : value;
-    }();
+namespace {
+std::string normalisedRoot(std::string value) {
+    while (value.size() > 1 && value.back() == '/') value.pop_back();
+    return value == "/" ? std::string() : value;
+}
+
+std::string& rootStorage() {
+    static std::string root = normalisedRoot(envOr("QUILLMERE_ROOT", ""));
     return root;
 }
+}  // namespace
+
+const std::string& systemRoot() { return rootStorage(); }
+
+void setSystemRootForTesting(std::string root) { rootStorage() = normalisedRoot(std::move(root)); }
 
 std::string homeDirectory() {
     if (const char* home = std::getenv("HOME"); home && *home) return home;

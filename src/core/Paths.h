@@ -9,6 +9,11 @@ namespace qm {
 // system. Paths are built as root + "/proc/...".
 const std::string& systemRoot();
 
+// Points the sources at a fixture tree ("" for the live system). Tests only: a source
+// that copied the root when it was made keeps that copy, and nothing may be reading
+// the root on another thread while it changes.
+void setSystemRootForTesting(std::string root);
+
 // The user's data folder for Quillmere (created on demand by the caller):
 // Linux: $XDG_DATA_HOME/quillmere (default ~/.local/share/quillmere);
 // macOS: ~/Library/Application Support/Quillmere.
