@@ -21,7 +21,9 @@ struct BarOptions {
     std::string format = "text";
 };
 
-Snapshot sampleTwice() {
+// The second of two ticks a second apart, taken on this thread; absent only when
+// the sampler handed nothing back.
+std::optional<Snapshot> sampleTwice() {
     Sampler::Dependencies deps;
     deps.queue = std::make_unique<ManualQueue>();  // ticks run here, on this thread
     Sampler sampler(std::move(deps));
@@ -30,7 +32,7 @@ Snapshot sampleTwice() {
     sampler.setLive(true);  // live schedules read every source; the first tick runs at once
     std::this_thread::sleep_for(std::chrono::seconds(1));
     sampler.sample();
-    return latest.value_or(Snapshot{});
+    return latest;
 }
 
 void run(const BarOptions& options) {
@@ -49,7 +51,12 @@ void run(const BarOptions& options) {
         exitWith(2);
     }
 
-    MenuBarLabel label = menuBarLabel(sampleTwice(), style);
+    auto snapshot = sampleTwice();
+    if (!snapshot) {
+        std::fprintf(stderr, "quillmere bar: could not take a sample of this machine\n");
+        exitWith(1);
+    }
+    MenuBarLabel label = menuBarLabel(*snapshot, style);
     std::string out = options.format == "waybar" ? waybarOutput(label) : plainStatusBarOutput(label);
     std::fwrite(out.data(), 1, out.size(), stdout);
 }
