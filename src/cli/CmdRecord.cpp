@@ -1,0 +1,101 @@
+// quillmere record: the headless background recorder. It samples in background mode
+// (5 s on mains, 10 s on battery), writes every minute and event to the history,
+// prints each event as one line as it happens, and on SIGINT or SIGTERM saves the
+// partial minute before it exits.
+#include <pthread.h>
+#include <signal.h>
+
+#include <cstdio>
+#include <iostream>
+#include <thread>
+
+#include "cli/Command.h"
+#include "cli/RecorderLock.h"
+#include "core/Monitor.h"
+#include "core/Queue.h"
+#include "core/Sampler.h"
+#include "history/EventDetector.h"
+#include "history/HistoryFiles.h"
+#include "history/HistoryStore.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::cli {
+namespace {
+
+struct RecordOptions {
+    std::string db;
+    bool quiet = false;
+};
+
+std::string eventLine(const TimelineEvent& e) {
+    std::string line = Fmt::time(e.date) + "  " + e.title;
+    if (!e.detail.empty()) line += " — " + e.detail;
+    return line;
+}
+
+void run(const RecordOptions& options) {
+    const std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
+    if (auto slash = path.rfind('/'); slash != std::string::npos && slash > 0)
+        ensurePrivateDirectory(path.substr(0, slash));
+
+    RecorderLock lock(path);
+    if (!lock.acquired()) {
+        if (!lock.error().empty())
+            std::fprintf(stderr, "quillmere record: cannot use %s: %s\n", lock.path().c_str(), lock.error().c_str());
+        else if (lock.holder())
+            std::fprintf(stderr, "quillmere record: another recorder (pid %d) is already recording to %s\n",
+                         static_cast<int>(*lock.holder()), path.c_str());
+        else
+            std::fprintf(stderr, "quillmere record: another recorder is already recording to %s\n", path.c_str());
+        exitWith(1);
+    }
+
+    // SIGINT and SIGTERM are taken by one thread with sigwait, so they never interrupt
+    // the sampler or a database write half-way. The mask is set before any thread starts.
+    sigset_t stopSignals;
+    sigemptyset(&stopSignals);
+    sigaddset(&stopSignals, SIGINT);
+    sigaddset(&stopSignals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+
+    MainLoop loop;
+    HistoryStore store(path, &loop);
+    Sampler::Dependencies deps;
+    deps.history = &store;
+    deps.detector = std::make_unique<EventDetector>();
+    Monitor monitor(loop, std::make_unique<Sampler>(std::move(deps)), &store);
+    monitor.onEvents = [&](const std::vector<TimelineEvent>& events) {
+        for (const auto& event : events) std::cout << eventLine(event) << '\n';
+        std::cout << std::flush;
+    };
+
+    std::thread signalWaiter([&] {
+        int signal = 0;
+        sigwait(&stopSignals, &signal);
+        loop.post([&] { loop.stop(); });
+    });
+
+    if (!options.quiet)
+        std::cout << "Recording to " << path << " every " << Fmt::number(monitor.sampler().interval(), 0)
+                  << " s on mains, 10 s on battery. Ctrl-C stops." << std::endl;
+    monitor.start();
+    loop.run();
+
+    // Save the minute in progress, then let the store finish every queued write.
+    monitor.sampler().flushNow();
+    store.waitUntilIdle();
+    if (!options.quiet) std::cout << "Stopped; the current minute was saved." << std::endl;
+    signalWaiter.join();
+}
+
+RegisterCommand registration("record", [](CLI::App& app) {
+    auto options = std::make_shared<RecordOptions>();
+    auto* cmd = app.add_subcommand("record", "Record history in the background until interrupted");
+    cmd->add_option("--db", options->db,
+                    "history database (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
+    cmd->add_flag("-q,--quiet", options->quiet, "Print only events");
+    cmd->callback([options] { run(*options); });
+});
+
+}  // namespace
+}  // namespace qm::cli
