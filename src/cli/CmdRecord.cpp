@@ -57,6 +57,8 @@ void run(const RecordOptions& options) {
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
+    // A reader of our output that goes away (a closed pipe) must not stop the recording.
+    ::signal(SIGPIPE, SIG_IGN);
 
     MainLoop loop;
     HistoryStore store(path, &loop);
