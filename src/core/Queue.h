@@ -62,7 +62,8 @@ public:
     double leeway() const { return state_ ? state_->leeway : 0; }
     int timersCreated() const { return created_; }
     void fire() {
-        if (armed()) state_->handler();
+        // Hold the state while its handler runs: the handler may re-arm, which drops it.
+        if (auto state = state_; state && state->alive) state->handler();
     }
 
     struct State {
