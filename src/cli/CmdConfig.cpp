@@ -1,0 +1,184 @@
+// quillmere config get KEY | set KEY VALUE | unset KEY | list: the user's settings,
+// the same ones the monitor reads (a change takes effect without a restart).
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/Command.h"
+#include "core/Defaults.h"
+#include "core/FileDefaults.h"
+#include "core/FileRead.h"
+#include "shell/MenuBarStyle.h"
+
+namespace qm::cli {
+namespace {
+
+enum class SettingType { boolean, number, text };
+
+struct KnownSetting {
+    const char* key;
+    SettingType type;
+    std::optional<SettingValue> fallback;  // what an unset key means; none when it depends
+    const char* meaning;
+};
+
+// Every key the program reads, with the value an unset key stands for.
+const std::vector<KnownSetting>& knownSettings() {
+    static const std::vector<KnownSetting> settings{
+        {"refresh.interval", SettingType::number, 2.0, "seconds between samples while a window is open (at least 1)"},
+        {"alert.highCPU.threshold", SettingType::number, 90.0, "CPU level, percent of one core, that counts as high"},
+        {"alert.highCPU.minutes", SettingType::number, 3.0, "minutes the CPU level must last before it is an event"},
+        {"alert.highCPU", SettingType::boolean, true, "notify when an app runs away with the CPU"},
+        {"alert.memoryLeak", SettingType::boolean, true, "notify when an app's memory keeps growing"},
+        {"alert.thermal", SettingType::boolean, true, "notify when the machine gets hot and throttles"},
+        {"alert.pressure", SettingType::boolean, true, "notify when memory pressure becomes high"},
+        {"menuBar.enabled", SettingType::boolean, true, "show the menu-bar (tray) item"},
+        {"menuBar.style", SettingType::text, std::string("cpu"), "icon, cpu, cpuMemory, temperature or power"},
+        {"onboarded", SettingType::boolean, false, "onboarding has been completed"},
+        {"dock.visible", SettingType::boolean, true, "show the Dock icon"},
+        {"window.atLaunch", SettingType::boolean, true, "open the main window at start"},
+        {"quit.keepRunningInMenuBar", SettingType::boolean, std::nullopt,
+         "quitting hides to the menu bar (unset: when the menu bar item is on and onboarding is done)"},
+        {"quit.backgroundHintShown", SettingType::boolean, false, "the background-running hint was shown"},
+        {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run"},
+        {"whatsNew.lastSeenVersion", SettingType::text, std::nullopt, "version whose release notes were last settled"},
+    };
+    return settings;
+}
+
+const KnownSetting* findSetting(const std::string& key) {
+    for (const auto& setting : knownSettings())
+        if (key == setting.key) return &setting;
+    return nullptr;
+}
+
+const char* typeName(SettingType type) {
+    switch (type) {
+        case SettingType::boolean: return "bool";
+        case SettingType::number: return "number";
+        case SettingType::text: return "string";
+    }
+    return "";
+}
+
+std::string show(const SettingValue& value) {
+    if (auto* b = std::get_if<bool>(&value)) return *b ? "true" : "false";
+    if (auto* i = std::get_if<int64_t>(&value)) return std::to_string(*i);
+    if (auto* d = std::get_if<double>(&value)) {
+        char buffer[32];
+        std::snprintf(buffer, sizeof buffer, "%g", *d);
+        return buffer;
+    }
+    return std::get<std::string>(value);
+}
+
+// The typed value for text typed on the command line, or absent when it does not fit.
+std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::string& text) {
+    switch (setting.type) {
+        case SettingType::boolean:
+            if (text == "true" || text == "yes" || text == "on" || text == "1") return true;
+            if (text == "false" || text == "no" || text == "off" || text == "0") return false;
+            return std::nullopt;
+        case SettingType::number: {
+            auto number = parseDouble(text);
+            if (!number || !std::isfinite(*number) || *number < 0) return std::nullopt;
+            return *number;
+        }
+        case SettingType::text:
+            if (std::string(setting.key) == "menuBar.style" && !menuBarStyleFromRaw(text))
+                return std::nullopt;
+            return text;
+    }
+    return std::nullopt;
+}
+
+const KnownSetting& requireKnown(const std::string& key) {
+    const KnownSetting* setting = findSetting(key);
+    if (setting == nullptr) {
+        std::fprintf(stderr, "quillmere config: unknown key \"%s\" (see quillmere config list)\n",
+                     key.c_str());
+        exitWith(2);
+    }
+    return *setting;
+}
+
+void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+struct ConfigOptions {
+    std::string key;
+    std::string value;
+};
+
+void runGet(const ConfigOptions& options) {
+    const KnownSetting& setting = requireKnown(options.key);
+    auto value = Defaults::shared().value(setting.key);
+    if (!value) value = setting.fallback;
+    print((value ? show(*value) : std::string("(unset)")) + "\n");
+}
+
+void runSet(const ConfigOptions& options) {
+    const KnownSetting& setting = requireKnown(options.key);
+    auto value = parseValue(setting, options.value);
+    if (!value) {
+        std::string expected = setting.type == SettingType::boolean  ? "true or false"
+                               : setting.type == SettingType::number ? "a number of 0 or more"
+                                                                     : setting.meaning;
+        std::fprintf(stderr, "quillmere config: %s takes %s, not \"%s\"\n", setting.key,
+                     expected.c_str(), options.value.c_str());
+        exitWith(2);
+    }
+    Defaults::shared().set(setting.key, *value);
+}
+
+void runUnset(const ConfigOptions& options) {
+    const KnownSetting& setting = requireKnown(options.key);
+    Defaults::shared().remove(setting.key);
+}
+
+void runList() {
+    Defaults& defaults = Defaults::shared();
+    auto stored = defaults.all();
+    size_t width = 0;
+    for (const auto& setting : knownSettings()) width = std::max(width, std::string(setting.key).size());
+    for (const auto& setting : knownSettings()) {
+        std::string key = setting.key;
+        auto it = stored.find(key);
+        std::string value = it != stored.end() ? show(it->second)
+                            : setting.fallback ? show(*setting.fallback) + " (default)"
+                                               : std::string("(unset)");
+        std::string type = typeName(setting.type);
+        print(key + std::string(width + 2 - key.size(), ' ') + type + std::string(8 - type.size(), ' ') +
+              value + "\n");
+    }
+    for (const auto& [key, value] : stored)
+        if (findSetting(key) == nullptr) print(key + "  " + show(value) + " (not used by Quillmere)\n");
+    if (auto* file = dynamic_cast<FileDefaults*>(&defaults)) print("\nSettings file: " + file->path() + "\n");
+}
+
+RegisterCommand registration{"config", [](CLI::App& app) {
+    auto options = std::make_shared<ConfigOptions>();
+    auto* config = app.add_subcommand("config", "Read and change settings (also read by a running monitor)");
+    config->require_subcommand(1);
+
+    auto* get = config->add_subcommand("get", "Print a setting's value (its default when unset)");
+    get->add_option("key", options->key, "setting key, e.g. alert.highCPU.threshold")->required();
+    get->callback([options] { runGet(*options); });
+
+    auto* set = config->add_subcommand("set", "Change a setting");
+    set->add_option("key", options->key, "setting key")->required();
+    set->add_option("value", options->value, "true/false, a number, or text")->required();
+    set->callback([options] { runSet(*options); });
+
+    auto* unset = config->add_subcommand("unset", "Return a setting to its default");
+    unset->add_option("key", options->key, "setting key")->required();
+    unset->callback([options] { runUnset(*options); });
+
+    auto* list = config->add_subcommand("list", "List every setting with its value");
+    list->callback([] { runList(); });
+}};
+
+}  // namespace
+}  // namespace qm::cli

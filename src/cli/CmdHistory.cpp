@@ -1,0 +1,146 @@
+// quillmere history size | erase --yes | export: look after the minute history.
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "cli/Command.h"
+#include "core/Clock.h"
+#include "history/HistoryExport.h"
+#include "history/HistoryFiles.h"
+#include "history/HistoryStore.h"
+#include "history/TimeArguments.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::cli {
+namespace {
+
+struct HistoryOptions {
+    std::string db;
+    bool yes = false;
+    bool csv = false;
+    bool json = false;
+    std::string from;
+    std::string to;
+    std::string table;
+};
+
+void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+std::string databasePath(const HistoryOptions& options) {
+    return options.db.empty() ? defaultHistoryPath() : options.db;
+}
+
+uint64_t bytesOnDisk(const std::string& path) { return fileBytes(path) + fileBytes(path + "-wal"); }
+
+void runSize(const HistoryOptions& options) {
+    std::string path = databasePath(options);
+    uint64_t bytes = bytesOnDisk(path);
+    print(Fmt::bytes(static_cast<double>(bytes)) + " (" + std::to_string(bytes) + " bytes)  " +
+          path + "\n");
+}
+
+void runErase(const HistoryOptions& options) {
+    std::string path = databasePath(options);
+    if (fileBytes(path) == 0) {
+        print("There is no history to erase at " + path + ".\n");
+        return;
+    }
+    std::string size = Fmt::bytes(static_cast<double>(bytesOnDisk(path)));
+    if (!options.yes) {
+        print("This would erase every recorded minute, app row and event in " + path + " (" +
+              size + "). Nothing was changed; run again with --yes to erase.\n");
+        return;
+    }
+    HistoryStore store(path);
+    if (!store.isOpen()) exitWith(1);
+    store.eraseAll();
+    store.waitUntilIdle();
+    print("Erased all history in " + path + " (" + size + " before, " +
+          Fmt::bytes(static_cast<double>(store.fileSize())) + " now).\n");
+}
+
+Date timeArgument(const std::string& option, const std::string& text, Date fallback, Date now) {
+    if (text.empty()) return fallback;
+    auto date = parseTimePoint(text, now);
+    if (!date) {
+        std::fprintf(stderr,
+                     "quillmere history export: %s takes 7d, now, 2024-05-01, \"2024-05-01 "
+                     "14:30\" or Unix seconds, not \"%s\"\n",
+                     option.c_str(), text.c_str());
+        exitWith(2);
+    }
+    return *date;
+}
+
+void runExport(const HistoryOptions& options) {
+    if (options.csv == options.json) {
+        std::fprintf(stderr, "quillmere history export: choose one of --csv or --json\n");
+        exitWith(2);
+    }
+    std::string table = options.table;
+    if (table.empty() && options.csv) table = "system";
+    if (!table.empty() && table != "system" && table != "apps" && table != "events") {
+        std::fprintf(stderr, "quillmere history export: --table is system, apps or events, not \"%s\"\n",
+                     table.c_str());
+        exitWith(2);
+    }
+    Date now = Clock::system().now();
+    Date from = timeArgument("--from", options.from, 0, now);
+    Date to = timeArgument("--to", options.to, now, now);
+    if (from > to) {
+        std::fprintf(stderr, "quillmere history export: --from is later than --to\n");
+        exitWith(2);
+    }
+
+    std::vector<SystemMinute> system;
+    std::vector<AppMinute> apps;
+    std::vector<TimelineEvent> events;
+    std::string path = databasePath(options);
+    if (fileBytes(path) > 0) {  // reading must not create an empty history
+        HistoryStore store(path);
+        if (!store.isOpen()) exitWith(1);
+        if (table.empty() || table == "system") system = store.systemMinutesSync(from, to, 60);
+        if (table.empty() || table == "apps") apps = store.appMinutesSync(from, to);
+        // Export wants every event, not the timeline's newest 500 (-1: no limit).
+        if (table.empty() || table == "events") events = store.eventsSync(from, to, -1);
+    }
+
+    if (options.csv) {
+        if (table == "system") print(systemMinutesCSV(system));
+        if (table == "apps") print(appMinutesCSV(apps));
+        if (table == "events") print(eventsCSV(events));
+        return;
+    }
+    nlohmann::json out = historyJSON(system, apps, events);
+    print((table.empty() ? out : out[table]).dump(2) + "\n");
+}
+
+RegisterCommand registration{"history", [](CLI::App& app) {
+    auto options = std::make_shared<HistoryOptions>();
+    auto* history = app.add_subcommand("history", "Size, erase or export the minute history");
+    history->require_subcommand(1);
+    history->fallthrough();  // `history size --db X` as well as `history --db X size`
+    history->add_option("--db", options->db,
+                        "history database (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
+
+    auto* size = history->add_subcommand("size", "Print the size of the history database on disk");
+    size->callback([options] { runSize(*options); });
+
+    auto* erase = history->add_subcommand("erase", "Erase all recorded history (asks for --yes)");
+    erase->add_flag("--yes", options->yes, "really erase; without it nothing changes");
+    erase->callback([options] { runErase(*options); });
+
+    auto* exporter = history->add_subcommand(
+        "export", "Print recorded minutes, app rows and events as CSV or JSON");
+    exporter->add_flag("--csv", options->csv, "CSV of one table (--table, default system)");
+    exporter->add_flag("--json", options->json, "JSON: all three tables, or the one named by --table");
+    exporter->add_option("--from", options->from,
+                         "start: a span back from now (7d), a date (2024-05-01), \"2024-05-01 14:30\" or Unix seconds (default: all)");
+    exporter->add_option("--to", options->to, "end, in the same forms (default: now)");
+    exporter->add_option("--table", options->table, "system, apps or events");
+    exporter->callback([options] { runExport(*options); });
+}};
+
+}  // namespace
+}  // namespace qm::cli
