@@ -94,6 +94,8 @@ std::string LinuxProcessSource::executablePath(const BasicInfo& process) {
     auto target = readLink(procPath(process.pid, "exe"));
     if (!target) return {};
     std::string path = std::move(*target);
+    // A program run from a memory file descriptor has no path on disk.
+    if (path.rfind("/memfd:", 0) == 0 || path.empty() || path[0] != '/') return {};
     constexpr std::string_view deleted = " (deleted)";  // the binary was replaced on disk
     if (path.size() > deleted.size() && path.ends_with(deleted)) path.resize(path.size() - deleted.size());
     return path;
