@@ -1,0 +1,162 @@
+// quillmere explain NAME: what a running app, group or process is, from the built-in
+// library: what it does, why it can run high, what to do and whether it is safe to quit.
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/Command.h"
+#include "core/Platform.h"
+#include "knowledge/ProcessLibrary.h"
+#include "knowledge/TextCase.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::cli {
+namespace {
+
+struct Found {
+    const ProcessEntry* entry = nullptr;
+    std::optional<AppGroup> group;  // the running group NAME named or belongs to
+    bool namedGroup = false;        // NAME is that group's id or name, not one of its processes
+};
+
+// A running group by its id or name, or else the group of a process with that name;
+// the exact spelling first, then without regard to case.
+void findRunning(const std::vector<AppGroup>& groups, const std::string& name, Found& found) {
+    const std::string lower = lowercased(name);
+    for (bool folded : {false, true}) {
+        auto same = [&](const std::string& candidate) {
+            return folded ? lowercased(candidate) == lower : candidate == name;
+        };
+        for (const AppGroup& g : groups)
+            if (same(g.id) || same(g.name)) {
+                found.group = g;
+                found.namedGroup = true;
+                return;
+            }
+        for (const AppGroup& g : groups)
+            for (const ProcessSample& p : g.processes)
+                if (same(p.name)) {
+                    found.group = g;
+                    return;
+                }
+    }
+}
+
+Found find(const ProcessLibrary& library, const std::string& name) {
+    Found found;
+    if (auto source = Platform::current().processes()) findRunning(source->read(true).groups, name, found);
+
+    if (found.namedGroup) {
+        // A running group is explained as the apps table does: apps never by a pattern.
+        found.entry = library.lookup(*found.group);
+        if (!found.entry) found.entry = library.entry(name);
+        return found;
+    }
+    // A process name (or a family of names), then a library id, then the running
+    // group the process belongs to.
+    found.entry = library.lookup(name, true);
+    if (!found.entry) found.entry = library.entry(name);
+    if (!found.entry && found.group) found.entry = library.lookup(*found.group);
+    return found;
+}
+
+std::string verdict(ProcessEntry::Safety safety) {
+    switch (safety) {
+        case ProcessEntry::Safety::safe: return "Yes";
+        case ProcessEntry::Safety::caution: return "With care";
+        case ProcessEntry::Safety::unsafe: return "No";
+        case ProcessEntry::Safety::unknown: break;
+    }
+    return "Not known";
+}
+
+void printList(const char* heading, const std::vector<std::string>& lines) {
+    if (lines.empty()) return;
+    std::cout << '\n' << heading << '\n';
+    for (const std::string& line : lines) std::cout << "  • " << line << '\n';
+}
+
+void printText(const ProcessEntry& e, const std::optional<AppGroup>& group) {
+    std::cout << e.title;
+    if (e.vendor) std::cout << " (" << *e.vendor << ')';
+    std::cout << '\n' << e.oneLiner << '\n';
+    if (e.summary) std::cout << '\n' << *e.summary << '\n';
+    if (group) {
+        std::cout << "\nRunning now: " << group->name << ", " << group->processes.size()
+                  << (group->processes.size() == 1 ? " process" : " processes") << ", "
+                  << Fmt::bytes(double(group->memory)) << " memory\n";
+    }
+    printList("Why it can run high:", e.whyHigh);
+    printList("What to do:", e.whatToDo);
+    std::cout << "\nSafe to quit: " << verdict(e.safety());
+    if (e.safeToQuitNote) std::cout << ". " << *e.safeToQuitNote;
+    std::cout << '\n';
+    if (e.typical && (e.typical->cpu || e.typical->memory)) {
+        std::cout << "Typical:";
+        if (e.typical->cpu) std::cout << " CPU " << *e.typical->cpu << (e.typical->memory ? ";" : "");
+        if (e.typical->memory) std::cout << " memory " << *e.typical->memory;
+        std::cout << '\n';
+    }
+    std::cout << "More: " << e.webURL() << '\n';
+}
+
+nlohmann::json toJSON(const std::string& name, const Found& found) {
+    nlohmann::json out = {{"name", name}, {"found", found.entry != nullptr}};
+    if (found.group)
+        out["running"] = {{"group", found.group->id},
+                          {"name", found.group->name},
+                          {"processes", found.group->processes.size()},
+                          {"memory", found.group->memory}};
+    if (!found.entry) return out;
+    const ProcessEntry& e = *found.entry;
+    auto optional = [](const std::optional<std::string>& v) { return v ? nlohmann::json(*v) : nlohmann::json(); };
+    out["entry"] = {
+        {"id", e.id},
+        {"title", e.title},
+        {"vendor", optional(e.vendor)},
+        {"category", optional(e.category)},
+        {"oneLiner", e.oneLiner},
+        {"summary", optional(e.summary)},
+        {"whyHigh", e.whyHigh},
+        {"whatToDo", e.whatToDo},
+        {"safeToQuit", rawValue(e.safety())},
+        {"safeToQuitNote", optional(e.safeToQuitNote)},
+        {"typical", {{"cpu", e.typical ? optional(e.typical->cpu) : nlohmann::json()},
+                     {"memory", e.typical ? optional(e.typical->memory) : nlohmann::json()}}},
+        {"webURL", e.webURL()},
+    };
+    return out;
+}
+
+void run(const std::string& name, bool json) {
+#ifdef QUILLMERE_DATADIR
+    ProcessLibrary::setInstalledDataDirectory(QUILLMERE_DATADIR);
+#endif
+    const ProcessLibrary& library = ProcessLibrary::shared();
+    const Found found = find(library, name);
+    if (json) {
+        // Invalid UTF-8 in NAME is replaced rather than refused.
+        std::cout << toJSON(name, found).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    } else if (found.entry) {
+        printText(*found.entry, found.group);
+    } else {
+        std::cout << '"' << name << "\" is not in the library";
+        if (library.count() == 0) std::cout << " (the library file could not be found)";
+        std::cout << ".\n";
+    }
+    if (!found.entry) exitWith(1);
+}
+
+RegisterCommand registration("explain", [](CLI::App& app) {
+    auto name = std::make_shared<std::string>();
+    auto json = std::make_shared<bool>(false);
+    auto* cmd = app.add_subcommand("explain", "Explain a running app or process from the built-in library");
+    cmd->add_option("name", *name, "A process or app name, a group key (proc:NAME) or a library id")->required();
+    cmd->add_flag("--json", *json, "Print the entry as one JSON object");
+    cmd->callback([name, json] { run(*name, *json); });
+});
+
+}  // namespace
+}  // namespace qm::cli

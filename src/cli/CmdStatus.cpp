@@ -1,0 +1,100 @@
+// quillmere status: the one-line verdict on this machine with its detail, level and
+// the row of facts under it. Two real samples about a second apart, so CPU figures
+// are rates rather than totals since boot.
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/Command.h"
+#include "core/Defaults.h"
+#include "core/Queue.h"
+#include "core/Sampler.h"
+#include "knowledge/Insights.h"
+#include "knowledge/StatusChips.h"
+#include "readers/MachineInfo.h"
+
+namespace qm::cli {
+namespace {
+
+const char* levelName(int level) {
+    if (level <= 0) return "fine";
+    return level == 1 ? "attention" : "alert";
+}
+
+// The second snapshot of a live sampler ticking once a second, or absent when the
+// sampler produced nothing within a generous wait.
+std::optional<Snapshot> settledSnapshot() {
+    auto defaults = std::make_shared<MemoryDefaults>();
+    for (const auto& [key, value] : Defaults::shared().all()) defaults->set(key, value);
+    defaults->set("refresh.interval", 1.0);
+
+    MainLoop loop;
+    Sampler::Dependencies deps;
+    deps.defaults = defaults.get();
+    auto sampler = std::make_unique<Sampler>(std::move(deps));
+    std::optional<Snapshot> latest;
+    int seen = 0;
+    sampler->onSnapshot = [&](const Snapshot& snapshot) {
+        loop.post([&, snapshot] {
+            if (seen >= 2) return;
+            latest = snapshot;
+            if (++seen == 2) loop.stop();
+        });
+    };
+    sampler->setLive(true);  // the first tick runs at once, the next a second later
+    loop.runFor(10);
+    sampler.reset();
+    return latest;
+}
+
+void run(bool json) {
+    auto snapshot = settledSnapshot();
+    if (!snapshot) {
+        std::cerr << "quillmere: could not take a sample of this machine\n";
+        exitWith(1);
+    }
+    const MachineInfo& machine = MachineInfo::current();
+    const Insights::Status status = Insights::status(*snapshot);
+    const std::vector<StatusChip> chips =
+        statusChips(*snapshot, machine.memory, machine.chipName, machine.systemName());
+
+    if (json) {
+        nlohmann::json chipList = nlohmann::json::array();
+        for (const StatusChip& chip : chips) chipList.push_back({{"symbol", chip.symbol}, {"text", chip.text}});
+        const uint64_t memory = machine.memory > 0 ? machine.memory : snapshot->memory.total;
+        nlohmann::json out = {
+            {"title", status.title},
+            {"detail", status.detail},
+            {"level", status.level},
+            {"levelName", levelName(status.level)},
+            {"symbol", Insights::levelSymbol(status.level)},
+            {"processes", snapshot->processCount},
+            {"apps", snapshot->groups.size()},
+            {"memory", memory},
+            {"memoryGB", wholeGigabytes(memory)},
+            {"uptime", snapshot->uptime},
+            {"chip", machine.chipName},
+            {"system", machine.systemName()},
+            {"chips", chipList},
+        };
+        std::cout << out.dump() << '\n';
+        return;
+    }
+    std::cout << '[' << levelName(status.level) << "] " << status.title << '\n';
+    if (!status.detail.empty()) std::cout << status.detail << '\n';
+    std::cout << '\n';
+    for (size_t i = 0; i < chips.size(); ++i) std::cout << (i ? " · " : "") << chips[i].text;
+    std::cout << '\n';
+}
+
+RegisterCommand registration("status", [](CLI::App& app) {
+    auto json = std::make_shared<bool>(false);
+    auto* cmd = app.add_subcommand("status", "Say in one line how this machine is doing, with the facts behind it");
+    cmd->add_flag("--json", *json, "Print the status as one JSON object");
+    cmd->callback([json] { run(*json); });
+});
+
+}  // namespace
+}  // namespace qm::cli
