@@ -143,7 +143,7 @@ void run(const std::string& name, bool json) {
         printText(*found.entry, found.group);
     } else {
         std::cout << '"' << name << "\" is not in the library";
-        if (library.count() == 0) std::cout << " (the library file could not be found)";
+        if (library.count() == 0) std::cout << " (the process library is empty: its file is missing or could not be read)";
         std::cout << ".\n";
     }
     if (!found.entry) exitWith(1);
