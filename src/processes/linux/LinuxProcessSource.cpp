@@ -36,6 +36,8 @@ std::string LinuxProcessSource::procPath(int32_t pid, const char* file) const {
 std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
     std::vector<BasicInfo> list;
     facts_.clear();
+    lastDisk_ = std::move(disk_);
+    disk_.clear();
     auto names = listDirectory(root_ + "/proc");
     list.reserve(names.size());
     for (const auto& name : names) {
@@ -74,19 +76,32 @@ uint64_t LinuxProcessSource::absoluteTime() {
 // /proc/<pid>/io, which the kernel shows only to the process's own user. Linux keeps no
 // per-process energy, so energy is 0 and power stays absent; wake-ups are not counted
 // per process without reading every thread, so they stay 0.
+//
+// A process whose CPU time did not move since the last tick keeps its disk counters
+// without reading io again: the kernel charges reads and dirtied pages to the process
+// while it runs, and the counters are cumulative, so any bytes it did move without a
+// whole clock tick of CPU show up on its next busy tick. Most processes are idle on
+// most ticks, which keeps the per-process cost to the one stat read.
 std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& process) {
     auto facts = facts_.find(process.pid);
     if (facts == facts_.end()) return std::nullopt;
     UsageRecord usage;
     usage.cpuTime = static_cast<uint64_t>(static_cast<double>(facts->second.cpuTicks) * nanosPerTick_);
     usage.memory = facts->second.rssPages * pageSize_;
-    if (process.uid == ownUID_) {
-        if (auto io = readFile(procPath(process.pid, "io"), 4096)) {
-            auto counters = parseProcIO(*io);
-            usage.diskRead = counters.readBytes;
-            usage.diskWrite = counters.writeBytes;
-        }
+    if (process.uid != ownUID_) return usage;
+    DiskFacts disk{process.startTime, facts->second.cpuTicks, 0, 0};
+    auto last = lastDisk_.find(process.pid);
+    if (last != lastDisk_.end() && last->second.startTime == disk.startTime &&
+        last->second.cpuTicks == disk.cpuTicks) {
+        disk = last->second;
+    } else if (auto io = readFile(procPath(process.pid, "io"), 4096)) {
+        auto counters = parseProcIO(*io);
+        disk.read = counters.readBytes;
+        disk.written = counters.writeBytes;
     }
+    disk_[process.pid] = disk;
+    usage.diskRead = disk.read;
+    usage.diskWrite = disk.written;
     return usage;
 }
 

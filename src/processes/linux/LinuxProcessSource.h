@@ -31,6 +31,14 @@ private:
         uint64_t rssPages = 0;
     };
 
+    // The last disk counters of a process, reused while its CPU time stands still.
+    struct DiskFacts {
+        uint64_t startTime = 0;
+        uint64_t cpuTicks = 0;
+        uint64_t read = 0;
+        uint64_t written = 0;
+    };
+
     std::string procPath(int32_t pid, const char* file) const;
 
     std::string root_;
@@ -39,6 +47,7 @@ private:
     double nanosPerTick_;
     uint64_t pageSize_;
     std::unordered_map<int32_t, StatFacts> facts_;
+    std::unordered_map<int32_t, DiskFacts> lastDisk_, disk_;
 };
 
 // cgroup, kernel-thread flag and desktop files for the desktop grouping rules.
