@@ -27,17 +27,6 @@ TEST(SensorGroups, FirstMatchingRuleWinsCaseInsensitively) {
     EXPECT_EQ(classifySensorName(""), Group::other);
 }
 
-TEST(SensorGroups, ChipsOfLinux) {
-    EXPECT_EQ(groupForChip("coretemp"), Group::cpu);
-    EXPECT_EQ(groupForChip("k10temp"), Group::cpu);
-    EXPECT_EQ(groupForChip("amdgpu"), Group::gpu);
-    EXPECT_EQ(groupForChip("nvme"), Group::storage);
-    EXPECT_EQ(groupForChip("spd5118"), Group::memory);
-    EXPECT_EQ(groupForChip("BAT1"), Group::battery);
-    EXPECT_EQ(groupForChip("BAT"), std::nullopt);
-    EXPECT_EQ(groupForChip("acpitz"), std::nullopt);
-}
-
 TEST(SensorLightList, AtMostFourEvenlySpread) {
     using V = std::vector<size_t>;
     EXPECT_EQ(lightListPositions(0), V{});
