@@ -2,6 +2,10 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
+#include "core/FileRead.h"
 #include "processes/AppScope.h"
 #include "processes/DesktopKeys.h"
 #include "processes/ProcessReader.h"
@@ -145,6 +149,42 @@ TEST(LinuxProcesses, StartTimesComeFromBootTimeAndTicks) {
         return;
     }
     FAIL() << "pid 3001 not listed";
+}
+
+}  // namespace
+}  // namespace qm
+
+namespace qm {
+namespace {
+
+// Disk counters are reread only when the process used CPU since the last tick.
+TEST(LinuxProcesses, DiskCountersFollowCPUActivity) {
+    namespace fs = std::filesystem;
+    fs::path copy = fs::temp_directory_path() / ("qm-proc-" + std::to_string(::getpid()));
+    fs::remove_all(copy);
+    fs::create_directories(copy / "proc");
+    fs::copy(root + "/proc/stat", copy / "proc/stat");
+    fs::copy(root + "/proc/3001", copy / "proc/3001");
+    auto write = [&](const char* file, const std::string& text) {
+        std::ofstream(copy / "proc/3001" / file, std::ios::trunc) << text;
+    };
+    auto stat = *readFile(root + "/proc/3001/stat");
+
+    LinuxProcessSource source(copy.string());
+    auto readUsage = [&] {
+        auto list = source.allProcesses();
+        EXPECT_EQ(list.size(), 1u);
+        return list.empty() ? std::optional<UsageRecord>() : source.usage(list[0]);
+    };
+    if (readUsage()->diskRead != 1024u) GTEST_SKIP() << "io is only read for our own processes";
+
+    write("io", "read_bytes: 5000\nwrite_bytes: 6000\n");
+    EXPECT_EQ(readUsage()->diskRead, 1024u) << "idle since the last tick: counters carried";
+    write("stat", stat.replace(stat.find(" 1677 44 "), 9, " 1678 44 "));
+    auto busy = readUsage();
+    EXPECT_EQ(busy->diskRead, 5000u);
+    EXPECT_EQ(busy->diskWrite, 6000u);
+    fs::remove_all(copy);
 }
 
 }  // namespace
