@@ -28,20 +28,21 @@ std::optional<DesktopKeyResolver::DesktopApp> DesktopKeyResolver::desktopApp(
     const std::string& cgroupPath) {
     auto scope = appScopeOf(cgroupPath);
     if (!scope) return std::nullopt;
-    if (auto cached = appsByUnit_.find(scope->unit); cached != appsByUnit_.end()) return cached->second;
-    std::optional<DesktopApp> app;
+    // Unit names change with every launch; the caches are per app id and desktop file,
+    // so they stay as small as the set of apps the user runs.
     for (const auto& id : scope->candidateIDs) {
         auto path = index_.find(id);
         if (!path) continue;
+        if (auto known = appsByFile_.find(*path); known != appsByFile_.end()) return known->second;
         std::string fileName = lastPathComponent(*path);
         std::string fallback = fileName.substr(0, fileName.size() - 8);  // without ".desktop"
         auto text = source_->readText(*path);
         auto name = text ? desktopEntryName(*text) : std::nullopt;
-        app = DesktopApp{*path, fallback, name.value_or(fallback)};
-        break;
+        DesktopApp app{*path, fallback, name.value_or(fallback)};
+        appsByFile_[*path] = app;
+        return app;
     }
-    appsByUnit_[scope->unit] = app;
-    return app;
+    return std::nullopt;
 }
 
 // A shell in the app's own unit, or anything started from one, was started from a

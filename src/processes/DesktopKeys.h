@@ -49,7 +49,7 @@ private:
 
     std::unique_ptr<CgroupSource> source_;
     DesktopFileIndex index_;
-    std::map<std::string, std::optional<DesktopApp>> appsByUnit_;
+    std::map<std::string, DesktopApp> appsByFile_;  // by desktop file path
 };
 
 }  // namespace qm
