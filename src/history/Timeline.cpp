@@ -27,6 +27,15 @@ RangeSpec spec(HistoryTimelineView::Range range) {
     return {"24H", 86400, 300};
 }
 
+// The store groups by bucket start, so the oldest bucket may begin before the range
+// and hold only its tail; it is left out, which keeps a range to span ÷ bucket points.
+std::vector<SystemMinute> withinRange(std::vector<SystemMinute> rows, Date from) {
+    auto first = std::find_if(rows.begin(), rows.end(),
+                              [from](const SystemMinute& row) { return static_cast<Date>(row.ts) >= from; });
+    rows.erase(rows.begin(), first);
+    return rows;
+}
+
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
                return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
@@ -77,11 +86,11 @@ void HistoryTimelineView::load(HistoryStore& store, Date now, std::function<void
                         [this, token, generation, &store, from, now, changed](std::vector<SystemMinute> found) {
                             auto live = token.lock();
                             if (!live || *live != generation) return;
-                            store.events(from, now, [this, token, generation, found = std::move(found),
+                            store.events(from, now, [this, token, generation, found = std::move(found), from,
                                                      changed](std::vector<TimelineEvent> list) mutable {
                                 auto still = token.lock();
                                 if (!still || *still != generation) return;
-                                rows = std::move(found);
+                                rows = withinRange(std::move(found), from);
                                 events = std::move(list);
                                 loaded = true;
                                 if (changed) changed();
@@ -92,7 +101,7 @@ void HistoryTimelineView::load(HistoryStore& store, Date now, std::function<void
 void HistoryTimelineView::loadNow(HistoryStore& store, Date now) {
     ++*loadGeneration_;
     Date from = now - static_cast<double>(span(range));
-    rows = store.systemMinutesSync(from, now, static_cast<int>(bucket(range)));
+    rows = withinRange(store.systemMinutesSync(from, now, static_cast<int>(bucket(range))), from);
     events = store.eventsSync(from, now);
     loaded = true;
 }

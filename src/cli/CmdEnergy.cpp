@@ -1,0 +1,152 @@
+// quillmere energy: what is using the battery. The power drawn now and what it means,
+// the battery, the apps drawing the most power now (two live ticks a second apart),
+// what drained the battery since it was unplugged and today's totals from the history.
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "cli/Command.h"
+#include "core/Clock.h"
+#include "core/Queue.h"
+#include "core/Sampler.h"
+#include "core/SnapshotJson.h"
+#include "history/Energy.h"
+#include "history/HistoryFiles.h"
+#include "history/HistoryStore.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::cli {
+namespace {
+
+struct EnergyOptions {
+    bool json = false;
+    std::string db;
+};
+
+// What the history adds to the live figures.
+struct HistoryPart {
+    std::optional<Date> unplugged;         // only while running on battery
+    std::vector<energy::DrainShare> drain;  // since `unplugged`
+    std::vector<AppTotal> today;
+};
+
+void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+
+// The second of two ticks a second apart, so per-app power is a real rate.
+std::optional<Snapshot> sampleTwice() {
+    Sampler::Dependencies deps;
+    deps.queue = std::make_unique<ManualQueue>();  // ticks run here, on this thread
+    Sampler sampler(std::move(deps));
+    std::optional<Snapshot> latest;
+    sampler.onSnapshot = [&latest](const Snapshot& snapshot) { latest = snapshot; };
+    sampler.setLive(true);  // live schedules read every source; the first tick runs at once
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    sampler.sample();
+    return latest;
+}
+
+bool onBattery(const BatteryStats& battery) { return battery.present && !battery.onAC; }
+
+HistoryPart readHistory(const std::string& path, const BatteryStats& battery, Date now) {
+    HistoryPart part;
+    if (fileBytes(path) == 0) return part;  // reading must not create an empty history
+    HistoryStore store(path);
+    if (!store.isOpen()) exitWith(1);  // the store has said why
+    part.today = energy::todayTotals(store, now);
+    if (onBattery(battery)) {
+        // Without the app's live session, the minutes recorded on battery since the
+        // last minute on mains tell the same story a minute behind.
+        part.unplugged = store.lastUnpluggedSync();
+        if (part.unplugged) part.drain = energy::drainShares(store.appTotalsSync(*part.unplugged, now, true, 100));
+    }
+    return part;
+}
+
+std::vector<std::string> batteryLines(const BatteryStats& battery) {
+    std::vector<std::string> lines;
+    if (!battery.present) return lines;
+    std::string state = battery.isCharging ? "charging" : battery.onAC ? "on the adapter" : "on battery";
+    lines.push_back("Battery " + Fmt::percent(battery.percent) + ", " + state);
+    if (auto line = energy::powerSourceLine(battery)) lines.push_back(*line);
+    if (auto note = energy::chargeLimitNote(battery)) lines.push_back(*note);
+    if (auto health = energy::healthSentence(battery)) lines.push_back(*health);
+    return lines;
+}
+
+void printText(const Snapshot& snapshot, const HistoryPart& history) {
+    double watts = energy::machinePower(snapshot);
+    print("Power now: " + Fmt::watts(watts) + "\n");
+    print(energy::powerSentence(snapshot.battery, watts) + "\n");
+    for (const std::string& line : batteryLines(snapshot.battery)) print(line + "\n");
+
+    print(std::string("\n") + energy::powerNowHeader + "\n");
+    auto users = energy::powerNow(snapshot);
+    if (users.empty()) print(std::string("  ") + energy::powerNowEmpty + "\n");
+    for (const auto& user : users) print("  " + Fmt::watts(user.watts) + "  " + user.name + "\n");
+
+    if (onBattery(snapshot.battery)) {
+        print(std::string("\n") + energy::drainHeader + "\n");
+        if (history.unplugged) print("  " + energy::sinceUnpluggedSubtitle(*history.unplugged) + "\n");
+        if (history.drain.empty()) print(std::string("  ") + energy::drainMeasuring + "\n");
+        for (const auto& d : history.drain)
+            print("  " + Fmt::energy(d.joules) + "  " + d.name + ": " + energy::shareSentence(d.share) + "\n");
+    }
+
+    print("\nToday (" + std::string(energy::todayCaption) + ")\n");
+    if (history.today.empty()) print(std::string("  ") + energy::todayEmpty + "\n");
+    for (const AppTotal& total : history.today)
+        print("  " + Fmt::energy(total.energy) + "  " + energy::cpuTimeText(total) + "  " + total.name + "\n");
+}
+
+void printJson(const Snapshot& snapshot, const HistoryPart& history) {
+    double watts = energy::machinePower(snapshot);
+    nlohmann::json j;
+    j["watts"] = watts;
+    j["sentence"] = energy::powerSentence(snapshot.battery, watts);
+    j["battery"] = snapshot.battery;
+    j["batteryLines"] = batteryLines(snapshot.battery);
+    nlohmann::json users = nlohmann::json::array();
+    for (const auto& user : energy::powerNow(snapshot))
+        users.push_back({{"key", user.key}, {"name", user.name}, {"watts", user.watts}});
+    j["powerNow"] = users;
+    if (onBattery(snapshot.battery)) {
+        nlohmann::json drain = nlohmann::json::array();
+        for (const auto& d : history.drain)
+            drain.push_back({{"key", d.key}, {"name", d.name}, {"joules", d.joules}, {"share", d.share}});
+        j["sinceUnplugged"] = {{"since", history.unplugged ? nlohmann::json(*history.unplugged) : nullptr},
+                               {"apps", drain}};
+    } else {
+        j["sinceUnplugged"] = nullptr;
+    }
+    j["today"] = history.today;
+    print(j.dump(2) + "\n");
+}
+
+void run(const EnergyOptions& options) {
+    auto snapshot = sampleTwice();
+    if (!snapshot) {
+        std::fprintf(stderr, "quillmere energy: could not take a sample of this machine\n");
+        exitWith(1);
+    }
+    std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
+    HistoryPart history = readHistory(path, snapshot->battery, Clock::system().now());
+    if (options.json)
+        printJson(*snapshot, history);
+    else
+        printText(*snapshot, history);
+}
+
+RegisterCommand registration{"energy", [](CLI::App& app) {
+    auto options = std::make_shared<EnergyOptions>();
+    auto* command = app.add_subcommand("energy", "What is using power now, the battery, and today's energy per app");
+    command->add_flag("--json", options->json, "print everything as one JSON object");
+    command->add_option("--db", options->db,
+                        "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
+    command->callback([options] { run(*options); });
+}};
+
+}  // namespace
+}  // namespace qm::cli
