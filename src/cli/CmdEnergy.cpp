@@ -77,9 +77,9 @@ std::vector<std::string> batteryLines(const BatteryStats& battery) {
 }
 
 void printText(const Snapshot& snapshot, const HistoryPart& history) {
-    double watts = energy::machinePower(snapshot);
+    std::optional<double> watts = energy::machinePower(snapshot);
     print("Power now: " + Fmt::watts(watts) + "\n");
-    print(energy::powerSentence(snapshot.battery, watts) + "\n");
+    print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
     for (const std::string& line : batteryLines(snapshot.battery)) print(line + "\n");
 
     print(std::string("\n") + energy::powerNowHeader + "\n");
@@ -102,10 +102,10 @@ void printText(const Snapshot& snapshot, const HistoryPart& history) {
 }
 
 void printJson(const Snapshot& snapshot, const HistoryPart& history) {
-    double watts = energy::machinePower(snapshot);
+    std::optional<double> watts = energy::machinePower(snapshot);
     nlohmann::json j;
-    j["watts"] = watts;
-    j["sentence"] = energy::powerSentence(snapshot.battery, watts);
+    j["watts"] = watts ? nlohmann::json(*watts) : nlohmann::json(nullptr);
+    j["sentence"] = energy::powerSentence(snapshot.battery, watts.value_or(0));
     j["battery"] = snapshot.battery;
     j["batteryLines"] = batteryLines(snapshot.battery);
     nlohmann::json users = nlohmann::json::array();

@@ -34,11 +34,11 @@ bool usable(double joules) { return std::isfinite(joules) && joules > 0; }
 
 }  // namespace
 
-double machinePower(const Snapshot& snapshot) {
+std::optional<double> machinePower(const Snapshot& snapshot) {
     if (snapshot.systemPower && std::isfinite(*snapshot.systemPower)) return *snapshot.systemPower;
-    double sum = 0;
+    std::optional<double> sum;
     for (const AppGroup& group : snapshot.groups)
-        if (group.power && std::isfinite(*group.power)) sum += *group.power;
+        if (group.power && std::isfinite(*group.power)) sum = sum.value_or(0) + *group.power;
     return sum;
 }
 

@@ -33,8 +33,8 @@ constexpr int todayLimit = 10;
 constexpr double healthyPercent = 80.0;
 
 // The whole machine's power now: the platform's own figure, else the sum of the app
-// groups that report one (0 when none does), as the monitor charts it.
-double machinePower(const Snapshot& snapshot);
+// groups that report one, as the monitor charts it; absent when nothing reports power.
+std::optional<double> machinePower(const Snapshot& snapshot);
 
 // The sentence under the power figure: the battery's remaining time when running on a
 // battery that estimates it, otherwise how heavy `watts` is.

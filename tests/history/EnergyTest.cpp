@@ -69,12 +69,15 @@ TEST_F(EnergyTest, PowerSentenceUsesRemainingTimeOnBatteryElseWattLevels) {
 TEST_F(EnergyTest, MachinePowerPrefersThePlatformFigureElseSumsTheApps) {
     Snapshot s;
     s.groups = {group("proc:a", 2.5), group("proc:b", std::nullopt), group("proc:c", 1.0)};
-    EXPECT_DOUBLE_EQ(energy::machinePower(s), 3.5);
+    EXPECT_EQ(energy::machinePower(s), 3.5);
     s.systemPower = 12.0;
-    EXPECT_DOUBLE_EQ(energy::machinePower(s), 12.0);
+    EXPECT_EQ(energy::machinePower(s), 12.0);
     s.systemPower = std::nan("");
-    EXPECT_DOUBLE_EQ(energy::machinePower(s), 3.5);
-    EXPECT_DOUBLE_EQ(energy::machinePower(Snapshot{}), 0);
+    EXPECT_EQ(energy::machinePower(s), 3.5);
+    // Nothing reports power: unknown, not zero.
+    Snapshot silent;
+    silent.groups = {group("proc:a", std::nullopt)};
+    EXPECT_EQ(energy::machinePower(silent), std::nullopt);
 }
 
 TEST_F(EnergyTest, PowerNowListsMeaningfulDrawMostFirstUpToTheLimit) {
