@@ -128,9 +128,17 @@ std::string label(ProcessKind kind) {
     switch (kind) {
         case ProcessKind::app: return "Apps";
         case ProcessKind::background: return "Background";
-        case ProcessKind::system: return "macOS";
+        case ProcessKind::system: return systemLabel();
     }
     return "Background";
+}
+
+std::string systemLabel() {
+#ifdef __APPLE__
+    return "macOS";
+#else
+    return "System";
+#endif
 }
 
 std::string_view rawValue(EventKind kind) {

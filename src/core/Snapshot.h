@@ -134,7 +134,9 @@ constexpr std::array<ProcessKind, 3> allProcessKinds{ProcessKind::app, ProcessKi
                                                      ProcessKind::system};
 std::string_view rawValue(ProcessKind kind);
 std::optional<ProcessKind> processKindFromRaw(std::string_view raw);
-std::string label(ProcessKind kind);  // "Apps", "Background", "macOS"
+std::string label(ProcessKind kind);  // "Apps", "Background", and systemLabel()
+// What the system's own processes are called: "macOS" on a Mac, "System" on Linux.
+std::string systemLabel();
 
 struct ProcessSample {
     int32_t pid = 0;

@@ -110,7 +110,7 @@ std::string label(AppsTable::Filter filter) {
         case AppsTable::Filter::all: return "All";  // Filter: show all apps and processes
         case AppsTable::Filter::apps: return "Apps";
         case AppsTable::Filter::background: return "Background";
-        case AppsTable::Filter::system: return "macOS";
+        case AppsTable::Filter::system: return systemLabel();
     }
     return "All";
 }

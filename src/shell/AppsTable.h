@@ -50,7 +50,7 @@ public:
 
 std::string_view rawValue(AppsTable::Filter filter);  // "all", "apps", "background", "system"
 std::optional<AppsTable::Filter> appsFilterFromRaw(std::string_view raw);
-std::string label(AppsTable::Filter filter);  // "All", "Apps", "Background", "macOS"
+std::string label(AppsTable::Filter filter);  // "All", "Apps", "Background", systemLabel()
 
 std::string_view rawValue(AppsTable::Column column);  // "cpu", "memory", "power", "disk"
 std::optional<AppsTable::Column> appsColumnFromRaw(std::string_view raw);

@@ -40,7 +40,7 @@ TEST(SnapshotEnumsTest, RawStringsRoundTripAndAreCaseSensitive) {
     EXPECT_FALSE(eventKindFromRaw("").has_value());
 
     for (auto kind : allProcessKinds) EXPECT_EQ(processKindFromRaw(rawValue(kind)), kind);
-    EXPECT_EQ(label(ProcessKind::system), "macOS");
+    EXPECT_EQ(label(ProcessKind::system), systemLabel());
     EXPECT_FALSE(processKindFromRaw("App").has_value());
 
     for (auto group : SensorReading::allGroups) EXPECT_EQ(sensorGroupFromRaw(rawValue(group)), group);

@@ -97,7 +97,7 @@ TEST(AppsTable, QueryMatchesGroupOrMemberNamesAndCombinesWithKind) {
     table.filter = AppsTable::Filter::background;
     EXPECT_EQ(ids(table.rows(sampleGroups())), (std::vector<std::string>{"proc:mailsync"}));
 
-    EXPECT_EQ(label(AppsTable::Filter::system), "macOS");
+    EXPECT_EQ(label(AppsTable::Filter::system), systemLabel());
     EXPECT_EQ(appsFilterFromRaw("apps"), AppsTable::Filter::apps);
     EXPECT_EQ(appsFilterFromRaw("Apps"), std::nullopt);
     EXPECT_EQ(appsColumnFromRaw("disk"), AppsTable::Column::disk);
