@@ -88,19 +88,20 @@ std::string pressureText(int64_t code) {
 
 std::string tableHeader(size_t labelWidth) {
     return pad("", labelWidth) + pad("CPU", 6) + pad("Memory", 16) + pad("Pressure", 10) + pad("Swap", 9) +
-           pad("GPU", 6) + pad("Power", 9) + pad("Temp", 8) + pad("Battery", 9) + "\n";
+           pad("GPU", 6) + pad("Power", 9) + pad("Temp", 8) + pad("Battery", 10) + "\n";
 }
 
 std::string rowLine(const SystemMinute& row, Range range, size_t labelWidth) {
     std::string label = rowLabel(static_cast<Date>(row.ts), range);
     std::string memory = Fmt::bytes(row.memUsed) + " / " + Fmt::bytes(row.memTotal);
     std::string gpu = row.gpu ? Fmt::percent(*row.gpu) : Fmt::absent;
-    std::string battery = row.battery ? Fmt::percent(*row.battery) + (row.onBattery ? "" : "+") : Fmt::absent;
+    // "AC" marks a bucket spent wholly on the adapter (a bucket holds its worst minute).
+    std::string battery = row.battery ? Fmt::percent(*row.battery) + (row.onBattery ? "" : " AC") : Fmt::absent;
     std::string line = label;
     line.append(labelWidth > displayWidth(label) ? labelWidth - displayWidth(label) : 1, ' ');
     return line + pad(Fmt::percent(row.cpu), 6) + pad(memory, 16) + pad(pressureText(row.pressureLevel), 10) +
            pad(Fmt::bytes(row.swap), 9) + pad(gpu, 6) + pad(Fmt::watts(row.power), 9) + pad(Fmt::temp(row.socTemp), 8) +
-           pad(battery, 9) + "\n";
+           pad(battery, 10) + "\n";
 }
 
 void printEvents(const std::vector<TimelineEvent>& events, Date now, const std::string& indent) {
