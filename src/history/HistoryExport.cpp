@@ -9,10 +9,11 @@ namespace qm {
 
 namespace {
 
-// The shortest text that reads back as the same double.
+// The shortest plain decimal that reads back as the same double ("4000000000", not
+// "4e+09", so every spreadsheet takes it as a number).
 std::string number(double value) {
-    char buffer[32];
-    auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
+    char buffer[400];
+    auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed);
     return ec == std::errc() ? std::string(buffer, end) : std::string();
 }
 
