@@ -38,8 +38,9 @@ std::map<std::string, SettingValue> decode(const nlohmann::json& object) {
 
 nlohmann::json encode(const std::map<std::string, SettingValue>& values) {
     nlohmann::json object = nlohmann::json::object();
-    for (const auto& [key, value] : values)
-        std::visit([&](const auto& v) { object[key] = v; }, value);
+    // Not a structured binding: clang before 16 cannot capture those in a lambda.
+    for (const auto& entry : values)
+        std::visit([&](const auto& v) { object[entry.first] = v; }, entry.second);
     return object;
 }
 
