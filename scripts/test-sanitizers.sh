@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds the libraries and tests with AddressSanitizer and UndefinedBehaviorSanitizer
+# and runs the whole test suite; the first report stops the test and fails the run.
+#   scripts/test-sanitizers.sh [build-folder]      (default build-asan)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+build="${1:-build-asan}"
+jobs="${JOBS:-2}"
+
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUILLMERE_SANITIZE=ON -DQUILLMERE_BENCH=OFF \
+      -DQUILLMERE_WERROR=ON >/dev/null
+cmake --build "$build" -j"$jobs"
+
+# halt_on_error: the first report ends the program with a failure, so ctest sees it.
+# Leak checking stays on (the default on Linux).
+export ASAN_OPTIONS="halt_on_error=1:abort_on_error=1:strict_string_checks=1${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
+export UBSAN_OPTIONS="halt_on_error=1:abort_on_error=1:print_stacktrace=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
+cd "$build" && ctest --output-on-failure -j"$jobs"
