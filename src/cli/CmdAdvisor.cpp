@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "cli/Output.h"
 #include "history/Advisor.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
@@ -23,7 +24,6 @@ struct AdvisorOptions {
     std::string db;
 };
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 void run(const AdvisorOptions& options) {
     std::string path = options.db.empty() ? defaultHistoryPath() : options.db;

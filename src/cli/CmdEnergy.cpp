@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
@@ -33,7 +34,6 @@ struct HistoryPart {
     std::vector<AppTotal> today;
 };
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 // The second of two ticks a second apart, so per-app power is a real rate.
 std::optional<Snapshot> sampleTwice() {
@@ -79,7 +79,9 @@ std::vector<std::string> batteryLines(const BatteryStats& battery) {
 void printText(const Snapshot& snapshot, const HistoryPart& history) {
     std::optional<double> watts = energy::machinePower(snapshot);
     print("Power now: " + Fmt::watts(watts) + "\n");
-    print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
+    // Without any power reading there is nothing to say about how much is drawn.
+    if (watts || snapshot.battery.present) print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
+    else print("This machine does not report its power draw.\n");
     for (const std::string& line : batteryLines(snapshot.battery)) print(line + "\n");
 
     print(std::string("\n") + energy::powerNowHeader + "\n");
@@ -105,7 +107,9 @@ void printJson(const Snapshot& snapshot, const HistoryPart& history) {
     std::optional<double> watts = energy::machinePower(snapshot);
     nlohmann::json j;
     j["watts"] = watts ? nlohmann::json(*watts) : nlohmann::json(nullptr);
-    j["sentence"] = energy::powerSentence(snapshot.battery, watts.value_or(0));
+    j["sentence"] = watts || snapshot.battery.present
+                        ? nlohmann::json(energy::powerSentence(snapshot.battery, watts.value_or(0)))
+                        : nlohmann::json(nullptr);
     j["battery"] = snapshot.battery;
     j["batteryLines"] = batteryLines(snapshot.battery);
     nlohmann::json users = nlohmann::json::array();

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/Command.h"
+#include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/SnapshotJson.h"
 #include "history/HistoryFiles.h"
@@ -20,7 +21,6 @@ struct EventsOptions {
     std::string db;
 };
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 void run(const EventsOptions& options) {
     auto span = parseDuration(options.since);

@@ -17,6 +17,7 @@
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
+#include "shell/PlatformWording.h"
 #include "shell/fmt/Fmt.h"
 
 namespace qm::cli {
@@ -30,7 +31,7 @@ struct RecordOptions {
 std::string eventLine(const TimelineEvent& e) {
     std::string line = Fmt::time(e.date) + "  " + e.title;
     if (!e.detail.empty()) line += " — " + e.detail;
-    return line;
+    return forThisPlatform(line);
 }
 
 void run(const RecordOptions& options) {

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "shell/PlatformWording.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
@@ -82,8 +83,8 @@ void run(bool json) {
         std::cout << out.dump() << '\n';
         return;
     }
-    std::cout << '[' << levelName(status.level) << "] " << status.title << '\n';
-    if (!status.detail.empty()) std::cout << status.detail << '\n';
+    std::cout << '[' << levelName(status.level) << "] " << forThisPlatform(status.title) << '\n';
+    if (!status.detail.empty()) std::cout << forThisPlatform(status.detail) << '\n';
     std::cout << '\n';
     for (size_t i = 0; i < chips.size(); ++i) std::cout << (i ? " · " : "") << chips[i].text;
     std::cout << '\n';

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/Command.h"
+#include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/SnapshotJson.h"
 #include "history/HistoryFiles.h"
@@ -28,7 +29,6 @@ struct TimelineOptions {
     std::string db;
 };
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
 // "HH:MM" today in local time; absent for anything else.
 std::optional<Date> parseClockTime(const std::string& text, Date now) {
