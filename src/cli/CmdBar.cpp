@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
@@ -21,19 +22,6 @@ struct BarOptions {
     std::string format = "text";
 };
 
-// The second of two ticks a second apart, taken on this thread; absent only when
-// the sampler handed nothing back.
-std::optional<Snapshot> sampleTwice() {
-    Sampler::Dependencies deps;
-    deps.queue = std::make_unique<ManualQueue>();  // ticks run here, on this thread
-    Sampler sampler(std::move(deps));
-    std::optional<Snapshot> latest;
-    sampler.onSnapshot = [&latest](const Snapshot& snapshot) { latest = snapshot; };
-    sampler.setLive(true);  // live schedules read every source; the first tick runs at once
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    sampler.sample();
-    return latest;
-}
 
 void run(const BarOptions& options) {
     MenuBarStyle style = menuBarStyle(Defaults::shared());

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/Queue.h"
@@ -35,18 +36,6 @@ struct HistoryPart {
 };
 
 
-// The second of two ticks a second apart, so per-app power is a real rate.
-std::optional<Snapshot> sampleTwice() {
-    Sampler::Dependencies deps;
-    deps.queue = std::make_unique<ManualQueue>();  // ticks run here, on this thread
-    Sampler sampler(std::move(deps));
-    std::optional<Snapshot> latest;
-    sampler.onSnapshot = [&latest](const Snapshot& snapshot) { latest = snapshot; };
-    sampler.setLive(true);  // live schedules read every source; the first tick runs at once
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    sampler.sample();
-    return latest;
-}
 
 bool onBattery(const BatteryStats& battery) { return battery.present && !battery.onAC; }
 

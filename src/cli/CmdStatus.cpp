@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "shell/PlatformWording.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
@@ -24,34 +25,9 @@ const char* levelName(int level) {
     return level == 1 ? "attention" : "alert";
 }
 
-// The second snapshot of a live sampler ticking once a second, or absent when the
-// sampler produced nothing within a generous wait.
-std::optional<Snapshot> settledSnapshot() {
-    auto defaults = std::make_shared<MemoryDefaults>();
-    for (const auto& [key, value] : Defaults::shared().all()) defaults->set(key, value);
-    defaults->set("refresh.interval", 1.0);
-
-    MainLoop loop;
-    Sampler::Dependencies deps;
-    deps.defaults = defaults.get();
-    auto sampler = std::make_unique<Sampler>(std::move(deps));
-    std::optional<Snapshot> latest;
-    int seen = 0;
-    sampler->onSnapshot = [&](const Snapshot& snapshot) {
-        loop.post([&, snapshot] {
-            if (seen >= 2) return;
-            latest = snapshot;
-            if (++seen == 2) loop.stop();
-        });
-    };
-    sampler->setLive(true);  // the first tick runs at once, the next a second later
-    loop.runFor(10);
-    sampler.reset();
-    return latest;
-}
 
 void run(bool json) {
-    auto snapshot = settledSnapshot();
+    auto snapshot = sampleTwice();
     if (!snapshot) {
         std::cerr << "quillmere: could not take a sample of this machine\n";
         exitWith(1);
