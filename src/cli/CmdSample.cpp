@@ -1,4 +1,6 @@
 // quillmere sample: runs the real sampler on this machine and prints each snapshot.
+#include <unistd.h>
+
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -35,13 +37,16 @@ void run(const SampleOptions& options) {
     if (options.interval > 0 && !options.live) sampler->setPeriodOverride(options.interval);
 
     int printed = 0;
+    const bool clearScreen = !options.json && ::isatty(STDOUT_FILENO);
     sampler->onSnapshot = [&](const Snapshot& snapshot) {
         loop.post([&, snapshot] {
             if (options.count > 0 && printed >= options.count) return;
             if (options.json) {
                 std::cout << nlohmann::json(snapshot).dump() << '\n' << std::flush;
             } else {
-                if (printed > 0) std::cout << '\n';
+                // On a terminal each snapshot replaces the last, like a dashboard.
+                if (clearScreen) std::cout << "\033[H\033[2J";
+                else if (printed > 0) std::cout << '\n';
                 std::cout << describeSnapshot(snapshot) << std::flush;
             }
             if (++printed == options.count) loop.stop();

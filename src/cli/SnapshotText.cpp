@@ -1,6 +1,8 @@
 #include "cli/SnapshotText.h"
 
+#include <algorithm>
 #include <sstream>
+#include <vector>
 
 #include "shell/fmt/Fmt.h"
 
@@ -80,6 +82,15 @@ std::string describeSnapshot(const Snapshot& s) {
     line(out, "Thermal", thermal);
     line(out, "Processes", std::to_string(s.processCount) + " in " + std::to_string(s.groups.size()) + " groups" +
                                (s.restrictedVisible ? "" : " (other users' processes not read this time)"));
+    // The busiest app groups, as the apps command would list them first.
+    std::vector<const AppGroup*> busiest;
+    for (const auto& group : s.groups) busiest.push_back(&group);
+    const size_t shown = std::min<size_t>(5, busiest.size());
+    std::partial_sort(busiest.begin(), busiest.begin() + static_cast<std::ptrdiff_t>(shown), busiest.end(),
+                      [](const AppGroup* a, const AppGroup* b) { return a->cpu > b->cpu; });
+    for (size_t i = 0; i < shown; ++i)
+        line(out, i == 0 ? "Busiest" : "", Fmt::percent(busiest[i]->cpu) + "  " + busiest[i]->name + "  (" +
+                                               Fmt::bytes(static_cast<double>(busiest[i]->memory)) + ")");
     line(out, "Quillmere", "CPU " + Fmt::percent(s.selfCost.cpu) + ", memory " +
                                Fmt::bytes(static_cast<double>(s.selfCost.memory)) + ", written " +
                                Fmt::bytes(static_cast<double>(s.selfCost.diskWrittenSinceLaunch)));
