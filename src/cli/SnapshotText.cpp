@@ -1,6 +1,7 @@
 #include "cli/SnapshotText.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 #include <vector>
 
@@ -64,7 +65,7 @@ std::string describeSnapshot(const Snapshot& s) {
     line(out, "Power", Fmt::watts(s.systemPower));
     if (s.battery.present) {
         const auto& b = s.battery;
-        std::string text = Fmt::percent(static_cast<int>(b.percent + 0.5));
+        std::string text = Fmt::percent(static_cast<int>(std::lround(b.percent)));
         text += b.isCharging ? ", charging" : (b.onAC ? ", on power adapter" : ", on battery");
         if (b.minutesRemaining) text += ", " + Fmt::minutes(*b.minutesRemaining) + (b.isCharging ? " to full" : " left");
         if (b.healthPercent) text += ", health " + Fmt::percent(*b.healthPercent);

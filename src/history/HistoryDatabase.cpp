@@ -215,7 +215,7 @@ std::vector<SystemMinute> HistoryDatabase::systemMinutes(int64_t from, int64_t t
         m.battery = query.optionalDoubleAt(14);
         m.onBattery = query.int64At(15) != 0;
         m.thermal = static_cast<int>(query.int64At(16));
-        rows.push_back(std::move(m));
+        rows.push_back(m);
     }
     return rows;
 }

@@ -76,7 +76,7 @@ bool HistoryTimelineView::contains(Range range, Date date, Date now) {
 HistoryTimelineView::HistoryTimelineView()
     : loadGeneration_(std::make_shared<int64_t>(0)), selectGeneration_(std::make_shared<int64_t>(0)) {}
 
-void HistoryTimelineView::load(HistoryStore& store, Date now, std::function<void()> changed) {
+void HistoryTimelineView::load(HistoryStore& store, Date now, const std::function<void()>& changed) {
     int64_t generation = ++*loadGeneration_;
     std::weak_ptr<int64_t> token = loadGeneration_;
     Date from = now - static_cast<double>(span(range));
@@ -106,7 +106,7 @@ void HistoryTimelineView::loadNow(HistoryStore& store, Date now) {
     loaded = true;
 }
 
-void HistoryTimelineView::select(Date date, HistoryStore& store, std::function<void()> changed) {
+void HistoryTimelineView::select(Date date, HistoryStore& store, const std::function<void()>& changed) {
     selected = date;
     int64_t generation = ++*selectGeneration_;
     std::weak_ptr<int64_t> token = selectGeneration_;

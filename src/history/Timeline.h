@@ -66,11 +66,11 @@ public:
     // Loads the range ending at `now`: bucketed rows, then the range's events. The
     // asynchronous form calls `changed` on the store's completion queue once both
     // are in; a load overtaken by a newer one (the range changed meanwhile) is dropped.
-    void load(HistoryStore& store, Date now, std::function<void()> changed);
+    void load(HistoryStore& store, Date now, const std::function<void()>& changed);
     void loadNow(HistoryStore& store, Date now);
 
     // Points at a moment: remembers the date and asks for the busiest apps of its bucket.
-    void select(Date date, HistoryStore& store, std::function<void()> changed);
+    void select(Date date, HistoryStore& store, const std::function<void()>& changed);
     void selectNow(Date date, HistoryStore& store);
 
     // What the moment panel shows for the current selection: the row whose ts is the
