@@ -46,8 +46,8 @@ void fillMinute(int64_t ts, SystemMinute& sys, std::vector<AppMinute>& apps) {
     for (int64_t k = 0; k < appsPerMinute; ++k) {
         int64_t id = (n * 31 + k * 17) % 60;
         apps.push_back({ts, "app:/usr/share/applications/org.example.App" + std::to_string(id) + ".desktop",
-                        "Example App " + std::to_string(id), (k * 13 + n) % 150 / 1.5,
-                        2e8 + id * 3e7, 0.5 * k, 1000.0 * k});
+                        "Example App " + std::to_string(id), (k * 13 + n) % 150 / 1.5, 2e8 + id * 3e7, 0.5 * k,
+                        1000.0 * k});
     }
 }
 
@@ -81,8 +81,8 @@ Fixture& month() {
         f.store->waitUntilIdle();
         f.bytesPerDay = static_cast<double>(f.store->fileSize()) / daysOfHistory;
         std::printf("filled %lld days: %.1f us per minute written, %.2f MB per day on disk\n",
-                    static_cast<long long>(daysOfHistory),
-                    f.writeSeconds / (daysOfHistory * 1440.0) * 1e6, f.bytesPerDay / (1024 * 1024));
+                    static_cast<long long>(daysOfHistory), f.writeSeconds / (daysOfHistory * 1440.0) * 1e6,
+                    f.bytesPerDay / (1024 * 1024));
         return f;
     }();
     return f;
@@ -106,8 +106,7 @@ void BM_SystemMinutes30Days(benchmark::State& state) {
     Fixture& f = month();
     // The timeline's 30-day range in 30-minute buckets, and the raw minutes.
     int bucket = static_cast<int>(state.range(0));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(f.store->systemMinutesSync(f.end - 30 * 86400, f.end, bucket));
+    for (auto _ : state) benchmark::DoNotOptimize(f.store->systemMinutesSync(f.end - 30 * 86400, f.end, bucket));
 }
 
 void BM_Events(benchmark::State& state) {
@@ -138,8 +137,7 @@ void BM_TopApps(benchmark::State& state) {
 void BM_AppTotalsDay(benchmark::State& state) {
     Fixture& f = month();
     bool onlyOnBattery = state.range(0) != 0;
-    for (auto _ : state)
-        benchmark::DoNotOptimize(f.store->appTotalsSync(f.end - 86400, f.end, onlyOnBattery, 10));
+    for (auto _ : state) benchmark::DoNotOptimize(f.store->appTotalsSync(f.end - 86400, f.end, onlyOnBattery, 10));
 }
 
 void BM_MemoryProfile30(benchmark::State& state) {

@@ -9,10 +9,10 @@
 
 #include "core/Defaults.h"
 #include "core/Sampler.h"
+#include "processes/Sources.h"
 #include "readers/CPUReader.h"
 #include "readers/DiskReader.h"
 #include "readers/NetworkReader.h"
-#include "processes/Sources.h"
 #include "readers/Sources.h"
 
 namespace {

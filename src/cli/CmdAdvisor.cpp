@@ -24,7 +24,6 @@ struct AdvisorOptions {
     std::string db;
 };
 
-
 void run(const AdvisorOptions& options) {
     std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
     std::optional<Advisor> advisor;
@@ -67,14 +66,15 @@ void run(const AdvisorOptions& options) {
         print("  " + tile.title + std::string(width - tile.title.size() + 2, ' ') + tile.value + "\n");
 }
 
-RegisterCommand registration{"advisor", [](CLI::App& app) {
+RegisterCommand registration{"advisor",
+                             [](CLI::App& app) {
     auto options = std::make_shared<AdvisorOptions>();
     auto* command = app.add_subcommand("advisor", "Whether this machine's memory is enough, from 30 days of history");
     command->add_flag("--json", options->json, "print the verdict and its figures as JSON");
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     command->callback([options] { run(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

@@ -66,10 +66,9 @@ struct Lookup {
 void printRow(const ProcRow& row, const Lookup& lookup, bool child) {
     std::string name = (child ? "  " : "") + row.name;
     std::string mark = row.approximate ? "\u2248" : " ";  // estimated figures
-    std::cout << cell(name, 34) << ' ' << cell(label(row.kind), 10) << ' ' << mark
-              << right(Fmt::percent(row.cpu), 7) << ' ' << right(Fmt::bytes(row.memory), 9) << ' '
-              << right(Fmt::watts(lookup.power(row)), 8) << ' ' << right(Fmt::rate(row.disk), 10) << ' '
-              << right(std::to_string(row.count), 5) << '\n';
+    std::cout << cell(name, 34) << ' ' << cell(label(row.kind), 10) << ' ' << mark << right(Fmt::percent(row.cpu), 7)
+              << ' ' << right(Fmt::bytes(row.memory), 9) << ' ' << right(Fmt::watts(lookup.power(row)), 8) << ' '
+              << right(Fmt::rate(row.disk), 10) << ' ' << right(std::to_string(row.count), 5) << '\n';
 }
 
 nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, bool tree) {
@@ -118,8 +117,8 @@ void run(const AppsOptions& options) {
     }
     std::cout << appsText::countLine(result.processCount, static_cast<int64_t>(rows.size())) << "\n\n";
     std::cout << cell("NAME", 34) << ' ' << cell("KIND", 10) << ' ' << ' ' << right("CPU", 7) << ' '
-              << right("MEMORY", 9) << ' ' << right("POWER", 8) << ' ' << right("DISK", 10) << ' '
-              << right("PROCS", 5) << '\n';
+              << right("MEMORY", 9) << ' ' << right("POWER", 8) << ' ' << right("DISK", 10) << ' ' << right("PROCS", 5)
+              << '\n';
     bool anyApproximate = false;
     for (const auto& row : rows) {
         printRow(row, lookup, false);

@@ -22,7 +22,6 @@ struct BarOptions {
     std::string format = "text";
 };
 
-
 void run(const BarOptions& options) {
     MenuBarStyle style = menuBarStyle(Defaults::shared());
     if (!options.style.empty()) {
@@ -49,15 +48,15 @@ void run(const BarOptions& options) {
     std::fwrite(out.data(), 1, out.size(), stdout);
 }
 
-RegisterCommand registration{"bar", [](CLI::App& app) {
+RegisterCommand registration{"bar",
+                             [](CLI::App& app) {
     auto options = std::make_shared<BarOptions>();
     auto* command = app.add_subcommand("bar", "Print the menu-bar label for a status bar");
     command->add_option("--style", options->style,
                         "icon, cpu, cpuMemory, temperature or power (default: the menuBar.style setting)");
-    command->add_option("--format", options->format,
-                        "text (label lines, then the tooltip) or waybar (JSON)");
+    command->add_option("--format", options->format, "text (label lines, then the tooltip) or waybar (JSON)");
     command->callback([options] { run(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

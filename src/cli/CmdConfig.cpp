@@ -88,8 +88,7 @@ std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::s
             return *number;
         }
         case SettingType::text:
-            if (std::string(setting.key) == "menuBar.style" && !menuBarStyleFromRaw(text))
-                return std::nullopt;
+            if (std::string(setting.key) == "menuBar.style" && !menuBarStyleFromRaw(text)) return std::nullopt;
             return text;
     }
     return std::nullopt;
@@ -98,8 +97,7 @@ std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::s
 const KnownSetting& requireKnown(const std::string& key) {
     const KnownSetting* setting = findSetting(key);
     if (setting == nullptr) {
-        std::fprintf(stderr, "quillmere config: unknown key \"%s\" (see quillmere config list)\n",
-                     key.c_str());
+        std::fprintf(stderr, "quillmere config: unknown key \"%s\" (see quillmere config list)\n", key.c_str());
         exitWith(2);
     }
     return *setting;
@@ -126,8 +124,8 @@ void runSet(const ConfigOptions& options) {
         std::string expected = setting.type == SettingType::boolean  ? "true or false"
                                : setting.type == SettingType::number ? "a number of 0 or more"
                                                                      : setting.meaning;
-        std::fprintf(stderr, "quillmere config: %s takes %s, not \"%s\"\n", setting.key,
-                     expected.c_str(), options.value.c_str());
+        std::fprintf(stderr, "quillmere config: %s takes %s, not \"%s\"\n", setting.key, expected.c_str(),
+                     options.value.c_str());
         exitWith(2);
     }
     Defaults::shared().set(setting.key, *value);
@@ -150,15 +148,15 @@ void runList() {
                             : setting.fallback ? show(*setting.fallback) + " (default)"
                                                : std::string("(unset)");
         std::string type = typeName(setting.type);
-        print(key + std::string(width + 2 - key.size(), ' ') + type + std::string(8 - type.size(), ' ') +
-              value + "\n");
+        print(key + std::string(width + 2 - key.size(), ' ') + type + std::string(8 - type.size(), ' ') + value + "\n");
     }
     for (const auto& [key, value] : stored)
         if (findSetting(key) == nullptr) print(key + "  " + show(value) + " (not used by Quillmere)\n");
     if (auto* file = dynamic_cast<FileDefaults*>(&defaults)) print("\nSettings file: " + file->path() + "\n");
 }
 
-RegisterCommand registration{"config", [](CLI::App& app) {
+RegisterCommand registration{"config",
+                             [](CLI::App& app) {
     auto options = std::make_shared<ConfigOptions>();
     auto* config = app.add_subcommand("config", "Read and change settings (also read by a running monitor)");
     config->require_subcommand(1);
@@ -178,7 +176,7 @@ RegisterCommand registration{"config", [](CLI::App& app) {
 
     auto* list = config->add_subcommand("list", "List every setting with its value");
     list->callback([] { runList(); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

@@ -30,12 +30,10 @@ struct EnergyOptions {
 
 // What the history adds to the live figures.
 struct HistoryPart {
-    std::optional<Date> unplugged;         // only while running on battery
+    std::optional<Date> unplugged;          // only while running on battery
     std::vector<energy::DrainShare> drain;  // since `unplugged`
     std::vector<AppTotal> today;
 };
-
-
 
 bool onBattery(const BatteryStats& battery) { return battery.present && !battery.onAC; }
 
@@ -69,8 +67,10 @@ void printText(const Snapshot& snapshot, const HistoryPart& history) {
     std::optional<double> watts = energy::machinePower(snapshot);
     print("Power now: " + Fmt::watts(watts) + "\n");
     // Without any power reading there is nothing to say about how much is drawn.
-    if (watts || snapshot.battery.present) print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
-    else print("This machine does not report its power draw.\n");
+    if (watts || snapshot.battery.present)
+        print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
+    else
+        print("This machine does not report its power draw.\n");
     for (const std::string& line : batteryLines(snapshot.battery)) print(line + "\n");
 
     print(std::string("\n") + energy::powerNowHeader + "\n");
@@ -132,14 +132,15 @@ void run(const EnergyOptions& options) {
         printText(*snapshot, history);
 }
 
-RegisterCommand registration{"energy", [](CLI::App& app) {
+RegisterCommand registration{"energy",
+                             [](CLI::App& app) {
     auto options = std::make_shared<EnergyOptions>();
     auto* command = app.add_subcommand("energy", "What is using power now, the battery, and today's energy per app");
     command->add_flag("--json", options->json, "print everything as one JSON object");
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     command->callback([options] { run(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

@@ -21,7 +21,6 @@ struct EventsOptions {
     std::string db;
 };
 
-
 void run(const EventsOptions& options) {
     auto span = parseDuration(options.since);
     if (!span) {
@@ -53,16 +52,18 @@ void run(const EventsOptions& options) {
     }
 }
 
-RegisterCommand registration{"events", [](CLI::App& app) {
+RegisterCommand registration{"events",
+                             [](CLI::App& app) {
     auto options = std::make_shared<EventsOptions>();
-    auto* command = app.add_subcommand(
-        "events", "List recorded events (runaway CPU, memory growth, pressure, heat, ...), newest first");
+    auto* command =
+        app.add_subcommand("events",
+                           "List recorded events (runaway CPU, memory growth, pressure, heat, ...), newest first");
     command->add_option("--since", options->since, "how far back: 30m, 2h, 7d, 2w (default 24h; at most 500 events)");
     command->add_flag("--json", options->json, "print the events as a JSON array");
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     command->callback([options] { run(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

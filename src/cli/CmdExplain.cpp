@@ -123,8 +123,9 @@ nlohmann::json toJSON(const std::string& name, const Found& found) {
         {"whatToDo", e.whatToDo},
         {"safeToQuit", rawValue(e.safety())},
         {"safeToQuitNote", optional(e.safeToQuitNote)},
-        {"typical", {{"cpu", e.typical ? optional(e.typical->cpu) : nlohmann::json()},
-                     {"memory", e.typical ? optional(e.typical->memory) : nlohmann::json()}}},
+        {"typical",
+         {{"cpu", e.typical ? optional(e.typical->cpu) : nlohmann::json()},
+          {"memory", e.typical ? optional(e.typical->memory) : nlohmann::json()}}},
         {"webURL", e.webURL()},
     };
     return out;
@@ -143,7 +144,8 @@ void run(const std::string& name, bool json) {
         printText(*found.entry, found.group);
     } else {
         std::cout << '"' << name << "\" is not in the library";
-        if (library.count() == 0) std::cout << " (the process library is empty: its file is missing or could not be read)";
+        if (library.count() == 0)
+            std::cout << " (the process library is empty: its file is missing or could not be read)";
         std::cout << ".\n";
     }
     if (!found.entry) exitWith(1);

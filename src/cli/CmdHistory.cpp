@@ -36,8 +36,7 @@ uint64_t bytesOnDisk(const std::string& path) { return fileBytes(path) + fileByt
 void runSize(const HistoryOptions& options) {
     std::string path = databasePath(options);
     uint64_t bytes = bytesOnDisk(path);
-    print(Fmt::bytes(static_cast<double>(bytes)) + " (" + std::to_string(bytes) + " bytes)  " +
-          path + "\n");
+    print(Fmt::bytes(static_cast<double>(bytes)) + " (" + std::to_string(bytes) + " bytes)  " + path + "\n");
 }
 
 void runErase(const HistoryOptions& options) {
@@ -48,8 +47,8 @@ void runErase(const HistoryOptions& options) {
     }
     std::string size = Fmt::bytes(static_cast<double>(bytesOnDisk(path)));
     if (!options.yes) {
-        print("This would erase every recorded minute, app row and event in " + path + " (" +
-              size + "). Nothing was changed; run again with --yes to erase.\n");
+        print("This would erase every recorded minute, app row and event in " + path + " (" + size +
+              "). Nothing was changed; run again with --yes to erase.\n");
         return;
     }
     HistoryStore store(path);
@@ -116,7 +115,8 @@ void runExport(const HistoryOptions& options) {
     print((table.empty() ? out : out[table]).dump(2) + "\n");
 }
 
-RegisterCommand registration{"history", [](CLI::App& app) {
+RegisterCommand registration{"history",
+                             [](CLI::App& app) {
     auto options = std::make_shared<HistoryOptions>();
     auto* history = app.add_subcommand("history", "Size, erase or export the minute history");
     history->require_subcommand(1);
@@ -131,16 +131,16 @@ RegisterCommand registration{"history", [](CLI::App& app) {
     erase->add_flag("--yes", options->yes, "really erase; without it nothing changes");
     erase->callback([options] { runErase(*options); });
 
-    auto* exporter = history->add_subcommand(
-        "export", "Print recorded minutes, app rows and events as CSV or JSON");
+    auto* exporter = history->add_subcommand("export", "Print recorded minutes, app rows and events as CSV or JSON");
     exporter->add_flag("--csv", options->csv, "CSV of one table (--table, default system)");
     exporter->add_flag("--json", options->json, "JSON: all three tables, or the one named by --table");
-    exporter->add_option("--from", options->from,
-                         "start: a span back from now (7d), a date (2024-05-01), \"2024-05-01 14:30\" or Unix seconds (default: all)");
+    exporter->add_option(
+        "--from", options->from,
+        "start: a span back from now (7d), a date (2024-05-01), \"2024-05-01 14:30\" or Unix seconds (default: all)");
     exporter->add_option("--to", options->to, "end, in the same forms (default: now)");
     exporter->add_option("--table", options->table, "system, apps or events");
     exporter->callback([options] { runExport(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

@@ -18,7 +18,7 @@ namespace qm::cli {
 namespace {
 
 struct SampleOptions {
-    int count = 0;  // 0: until interrupted
+    int count = 0;        // 0: until interrupted
     double interval = 0;  // 0: the sampler's own period
     bool live = false;
     bool json = false;
@@ -45,8 +45,10 @@ void run(const SampleOptions& options) {
                 std::cout << nlohmann::json(snapshot).dump() << '\n' << std::flush;
             } else {
                 // On a terminal each snapshot replaces the last, like a dashboard.
-                if (clearScreen) std::cout << "\033[H\033[2J";
-                else if (printed > 0) std::cout << '\n';
+                if (clearScreen)
+                    std::cout << "\033[H\033[2J";
+                else if (printed > 0)
+                    std::cout << '\n';
                 std::cout << describeSnapshot(snapshot) << std::flush;
             }
             if (++printed == options.count) loop.stop();

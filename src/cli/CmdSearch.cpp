@@ -43,8 +43,7 @@ nlohmann::json actionJSON(const CommandPalette::Action& action) {
             return {{"kind", "selectSection"}, {"section", rawValue(action.section)}};
         case CommandPalette::Action::Kind::selectGroup:
             return {{"kind", "selectGroup"}, {"section", rawValue(action.section)}, {"group", action.groupID}};
-        case CommandPalette::Action::Kind::openURL:
-            return {{"kind", "openURL"}, {"url", action.url}};
+        case CommandPalette::Action::Kind::openURL: return {{"kind", "openURL"}, {"url", action.url}};
     }
     return {};
 }
@@ -80,7 +79,8 @@ void run(const std::string& query, bool json) {
 RegisterCommand registration("search", [](CLI::App& app) {
     auto query = std::make_shared<std::string>();
     auto json = std::make_shared<bool>(false);
-    auto* cmd = app.add_subcommand("search", "Find running apps, screens and known processes, as the command palette does");
+    auto* cmd =
+        app.add_subcommand("search", "Find running apps, screens and known processes, as the command palette does");
     cmd->add_option("query", *query, "What to look for (empty: the busiest apps and every screen)");
     cmd->add_flag("--json", *json, "Print the results as a JSON list");
     cmd->callback([query, json] { run(*query, *json); });

@@ -9,13 +9,13 @@
 
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
-#include "shell/PlatformWording.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "knowledge/Insights.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
+#include "shell/PlatformWording.h"
 
 namespace qm::cli {
 namespace {
@@ -24,7 +24,6 @@ const char* levelName(int level) {
     if (level <= 0) return "fine";
     return level == 1 ? "attention" : "alert";
 }
-
 
 void run(bool json) {
     auto snapshot = sampleTwice();

@@ -29,7 +29,6 @@ struct TimelineOptions {
     std::string db;
 };
 
-
 // "HH:MM" today in local time; absent for anything else.
 std::optional<Date> parseClockTime(const std::string& text, Date now) {
     int hour = -1, minute = -1, consumed = 0;
@@ -216,7 +215,8 @@ void run(const TimelineOptions& options) {
         print("\nUse --at TIME to see which apps were busiest at a moment.\n");
 }
 
-RegisterCommand registration{"timeline", [](CLI::App& app) {
+RegisterCommand registration{"timeline",
+                             [](CLI::App& app) {
     auto options = std::make_shared<TimelineOptions>();
     auto* command = app.add_subcommand("timeline", "Scroll back through the recorded history and its events");
     command->add_option("--range", options->range, "1h, 24h, 7d or 30d (default 24h)");
@@ -226,7 +226,7 @@ RegisterCommand registration{"timeline", [](CLI::App& app) {
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     command->callback([options] { run(*options); });
-}};
+                             }};
 
 }  // namespace
 }  // namespace qm::cli

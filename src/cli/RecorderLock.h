@@ -2,9 +2,9 @@
 // holds the recorder's pid so a second one can name it.
 #pragma once
 
+#include <sys/types.h>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 
 namespace qm::cli {
 

@@ -49,25 +49,28 @@ std::string describeSnapshot(const Snapshot& s) {
     line(out, "Memory",
          Fmt::bytes(static_cast<double>(m.used())) + " used of " + Fmt::bytes(static_cast<double>(m.total)) +
              "  (apps " + Fmt::bytes(static_cast<double>(m.app)) + ", wired " +
-             Fmt::bytes(static_cast<double>(m.wired)) + ", compressed " + Fmt::bytes(static_cast<double>(m.compressed)) +
-             ", cached " + Fmt::bytes(static_cast<double>(m.cached)) + ", free " +
-             Fmt::bytes(static_cast<double>(m.free)) + ")");
+             Fmt::bytes(static_cast<double>(m.wired)) + ", compressed " +
+             Fmt::bytes(static_cast<double>(m.compressed)) + ", cached " + Fmt::bytes(static_cast<double>(m.cached)) +
+             ", free " + Fmt::bytes(static_cast<double>(m.free)) + ")");
     line(out, "Pressure", Fmt::percent(m.pressure) + "  " + caption(m.pressureLevel));
-    line(out, "Swap", Fmt::bytes(static_cast<double>(m.swapUsed)) + " used of " +
-                          Fmt::bytes(static_cast<double>(m.swapTotal)));
-    line(out, "Network", "in " + Fmt::rate(s.network.rxRate) + ", out " + Fmt::rate(s.network.txRate) +
-                             "   (since boot: in " + Fmt::bytes(static_cast<double>(s.network.rxTotal)) + ", out " +
-                             Fmt::bytes(static_cast<double>(s.network.txTotal)) + ")");
-    line(out, "Disk", "read " + Fmt::rate(s.disk.readRate) + ", write " + Fmt::rate(s.disk.writeRate) + "   " +
-                          Fmt::bytes(static_cast<double>(s.disk.freeSpace)) + " free of " +
-                          Fmt::bytes(static_cast<double>(s.disk.totalSpace)));
+    line(out, "Swap",
+         Fmt::bytes(static_cast<double>(m.swapUsed)) + " used of " + Fmt::bytes(static_cast<double>(m.swapTotal)));
+    line(out, "Network",
+         "in " + Fmt::rate(s.network.rxRate) + ", out " + Fmt::rate(s.network.txRate) + "   (since boot: in " +
+             Fmt::bytes(static_cast<double>(s.network.rxTotal)) + ", out " +
+             Fmt::bytes(static_cast<double>(s.network.txTotal)) + ")");
+    line(out, "Disk",
+         "read " + Fmt::rate(s.disk.readRate) + ", write " + Fmt::rate(s.disk.writeRate) + "   " +
+             Fmt::bytes(static_cast<double>(s.disk.freeSpace)) + " free of " +
+             Fmt::bytes(static_cast<double>(s.disk.totalSpace)));
     line(out, "GPU", s.gpu ? Fmt::percent(*s.gpu) : Fmt::absent);
     line(out, "Power", Fmt::watts(s.systemPower));
     if (s.battery.present) {
         const auto& b = s.battery;
         std::string text = Fmt::percent(static_cast<int>(std::lround(b.percent)));
         text += b.isCharging ? ", charging" : (b.onAC ? ", on power adapter" : ", on battery");
-        if (b.minutesRemaining) text += ", " + Fmt::minutes(*b.minutesRemaining) + (b.isCharging ? " to full" : " left");
+        if (b.minutesRemaining)
+            text += ", " + Fmt::minutes(*b.minutesRemaining) + (b.isCharging ? " to full" : " left");
         if (b.healthPercent) text += ", health " + Fmt::percent(*b.healthPercent);
         if (b.cycleCount) text += ", " + std::to_string(*b.cycleCount) + " cycles";
         line(out, "Battery", text);
@@ -75,14 +78,16 @@ std::string describeSnapshot(const Snapshot& s) {
         line(out, "Battery", "none");
     }
     std::string thermal = thermalName(s.thermal.state);
-    if (s.thermal.socTemp) thermal += ", chip " + Fmt::temp(s.thermal.socTemp) + " (hottest " + Fmt::temp(s.thermal.socMax) + ")";
+    if (s.thermal.socTemp)
+        thermal += ", chip " + Fmt::temp(s.thermal.socTemp) + " (hottest " + Fmt::temp(s.thermal.socMax) + ")";
     if (!s.thermal.fans.empty()) {
         thermal += ", fans";
         for (const auto& fan : s.thermal.fans) thermal += " " + Fmt::number(fan.rpm, 0) + " rpm";
     }
     line(out, "Thermal", thermal);
-    line(out, "Processes", std::to_string(s.processCount) + " in " + std::to_string(s.groups.size()) + " groups" +
-                               (s.restrictedVisible ? "" : " (other users' processes not read this time)"));
+    line(out, "Processes",
+         std::to_string(s.processCount) + " in " + std::to_string(s.groups.size()) + " groups" +
+             (s.restrictedVisible ? "" : " (other users' processes not read this time)"));
     // The busiest app groups, as the apps command would list them first.
     std::vector<const AppGroup*> busiest;
     for (const auto& group : s.groups) busiest.push_back(&group);
@@ -90,11 +95,12 @@ std::string describeSnapshot(const Snapshot& s) {
     std::partial_sort(busiest.begin(), busiest.begin() + static_cast<std::ptrdiff_t>(shown), busiest.end(),
                       [](const AppGroup* a, const AppGroup* b) { return a->cpu > b->cpu; });
     for (size_t i = 0; i < shown; ++i)
-        line(out, i == 0 ? "Busiest" : "", Fmt::percent(busiest[i]->cpu) + "  " + busiest[i]->name + "  (" +
-                                               Fmt::bytes(static_cast<double>(busiest[i]->memory)) + ")");
-    line(out, "Quillmere", "CPU " + Fmt::percent(s.selfCost.cpu) + ", memory " +
-                               Fmt::bytes(static_cast<double>(s.selfCost.memory)) + ", written " +
-                               Fmt::bytes(static_cast<double>(s.selfCost.diskWrittenSinceLaunch)));
+        line(out, i == 0 ? "Busiest" : "",
+             Fmt::percent(busiest[i]->cpu) + "  " + busiest[i]->name + "  (" +
+                 Fmt::bytes(static_cast<double>(busiest[i]->memory)) + ")");
+    line(out, "Quillmere",
+         "CPU " + Fmt::percent(s.selfCost.cpu) + ", memory " + Fmt::bytes(static_cast<double>(s.selfCost.memory)) +
+             ", written " + Fmt::bytes(static_cast<double>(s.selfCost.diskWrittenSinceLaunch)));
     return out.str();
 }
 

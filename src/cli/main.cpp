@@ -23,16 +23,16 @@ struct ExitRequest {
 
 int main(int argc, char** argv) {
     using namespace qm::cli;
-    CLI::App app{"Quillmere watches the whole machine and every process, explains what it sees,\n"
-                 "warns before trouble, and remembers.",
-                 "quillmere"};
+    CLI::App app{
+        "Quillmere watches the whole machine and every process, explains what it sees,\n"
+        "warns before trouble, and remembers.",
+        "quillmere"};
     app.set_version_flag("--version", std::string("quillmere ") + QUILLMERE_VERSION);
     app.require_subcommand(1);
     app.fallthrough(false);
 
     auto& registry = commandRegistry();
-    std::sort(registry.begin(), registry.end(),
-              [](const auto& a, const auto& b) { return a.name < b.name; });
+    std::sort(registry.begin(), registry.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
     for (auto& command : registry) command.setup(app);
 
     try {

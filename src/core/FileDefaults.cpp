@@ -39,8 +39,7 @@ std::map<std::string, SettingValue> decode(const nlohmann::json& object) {
 nlohmann::json encode(const std::map<std::string, SettingValue>& values) {
     nlohmann::json object = nlohmann::json::object();
     // Not a structured binding: clang before 16 cannot capture those in a lambda.
-    for (const auto& entry : values)
-        std::visit([&](const auto& v) { object[entry.first] = v; }, entry.second);
+    for (const auto& entry : values) std::visit([&](const auto& v) { object[entry.first] = v; }, entry.second);
     return object;
 }
 
@@ -167,8 +166,7 @@ void FileDefaults::saveLocked() {
     if (malformed_) {
         // Never write over what the user typed: keep the broken file beside the new one.
         std::string aside = path_ + ".malformed";
-        for (int n = 2; ::access(aside.c_str(), F_OK) == 0; ++n)
-            aside = path_ + ".malformed-" + std::to_string(n);
+        for (int n = 2; ::access(aside.c_str(), F_OK) == 0; ++n) aside = path_ + ".malformed-" + std::to_string(n);
         if (std::rename(path_.c_str(), aside.c_str()) != 0) {
             logLine("could not save settings: " + path_ + " is not valid JSON and could not be moved aside");
             return;
@@ -176,8 +174,7 @@ void FileDefaults::saveLocked() {
         logLine("settings file " + path_ + " was not valid JSON; kept it as " + aside);
         malformed_ = false;
     }
-    if (!replaceFile(path_, encode(values_).dump(2) + "\n"))
-        logLine("could not save settings to " + path_);
+    if (!replaceFile(path_, encode(values_).dump(2) + "\n")) logLine("could not save settings to " + path_);
     stamp_ = stampOf(path_);
 }
 

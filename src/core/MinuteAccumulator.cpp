@@ -81,7 +81,9 @@ std::pair<SystemMinute, std::vector<AppMinute>> MinuteAccumulator::build(int64_t
     std::vector<const std::pair<const std::string, AppTally>*> ranked;
     ranked.reserve(apps.size());
     for (const auto& entry : apps) ranked.push_back(&entry);
-    auto score = [](const AppTally& t) { return t.cpu / static_cast<double>(std::max<int64_t>(t.n, 1)) + 4 * t.energy; };
+    auto score = [](const AppTally& t) {
+        return t.cpu / static_cast<double>(std::max<int64_t>(t.n, 1)) + 4 * t.energy;
+    };
 
     std::sort(ranked.begin(), ranked.end(), [&](auto* a, auto* b) { return score(a->second) > score(b->second); });
     std::vector<const std::pair<const std::string, AppTally>*> kept(
@@ -97,7 +99,8 @@ std::pair<SystemMinute, std::vector<AppMinute>> MinuteAccumulator::build(int64_t
         const AppTally& t = entry->second;
         // Divided by the minute's snapshot count, not the app's own: an app seen in
         // half the minute averages half its CPU over the minute.
-        rows.push_back(AppMinute{ts, entry->first, t.name, t.cpu / n, t.mem, t.energy, t.diskW / std::max(seconds, 1.0)});
+        rows.push_back(
+            AppMinute{ts, entry->first, t.name, t.cpu / n, t.mem, t.energy, t.diskW / std::max(seconds, 1.0)});
     }
     return {m, rows};
 }

@@ -13,7 +13,8 @@ constexpr double kDay = 86'400;
 
 void append(std::vector<double>& series, double value, size_t limit) {
     series.push_back(std::isfinite(value) ? value : 0.0);
-    if (series.size() > limit) series.erase(series.begin(), series.begin() + static_cast<std::ptrdiff_t>(series.size() - limit));
+    if (series.size() > limit)
+        series.erase(series.begin(), series.begin() + static_cast<std::ptrdiff_t>(series.size() - limit));
 }
 
 bool newestFirst(const TimelineEvent& a, const TimelineEvent& b) { return a.date > b.date; }

@@ -87,8 +87,7 @@ public:
         finished.wait();
     }
 
-    std::unique_ptr<RepeatingTimer> repeating(double interval, double,
-                                              std::function<void()> handler) override {
+    std::unique_ptr<RepeatingTimer> repeating(double interval, double, std::function<void()> handler) override {
         return std::make_unique<AsioTimer>(io_, interval, std::move(handler));
     }
 
@@ -101,9 +100,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<SerialQueue> makeThreadQueue(const std::string& label) {
-    return std::make_unique<ThreadQueue>(label);
-}
+std::unique_ptr<SerialQueue> makeThreadQueue(const std::string& label) { return std::make_unique<ThreadQueue>(label); }
 
 struct MainLoop::Impl {
     asio::io_context io;
@@ -129,8 +126,7 @@ void MainLoop::sync(std::function<void()> work) {
     finished.wait();
 }
 
-std::unique_ptr<RepeatingTimer> MainLoop::repeating(double interval, double,
-                                                    std::function<void()> handler) {
+std::unique_ptr<RepeatingTimer> MainLoop::repeating(double interval, double, std::function<void()> handler) {
     return std::make_unique<AsioTimer>(impl_->io, interval, std::move(handler));
 }
 
@@ -148,8 +144,7 @@ void MainLoop::runFor(double seconds) {
 
 void MainLoop::stop() { impl_->io.stop(); }
 
-std::unique_ptr<RepeatingTimer> ManualQueue::repeating(double interval, double leeway,
-                                                       std::function<void()> handler) {
+std::unique_ptr<RepeatingTimer> ManualQueue::repeating(double interval, double leeway, std::function<void()> handler) {
     ++created_;
     state_ = std::make_shared<State>();
     state_->interval = interval;

@@ -35,8 +35,7 @@ public:
     ~MainLoop() override;
     void post(std::function<void()> work) override;
     void sync(std::function<void()> work) override;
-    std::unique_ptr<RepeatingTimer> repeating(double interval, double leeway,
-                                              std::function<void()> handler) override;
+    std::unique_ptr<RepeatingTimer> repeating(double interval, double leeway, std::function<void()> handler) override;
     // Serves posted work until stop() is called.
     void run();
     // Serves work for at most `seconds`, returning early after stop().
@@ -54,8 +53,7 @@ class ManualQueue : public SerialQueue {
 public:
     void post(std::function<void()> work) override { work(); }
     void sync(std::function<void()> work) override { work(); }
-    std::unique_ptr<RepeatingTimer> repeating(double interval, double leeway,
-                                              std::function<void()> handler) override;
+    std::unique_ptr<RepeatingTimer> repeating(double interval, double leeway, std::function<void()> handler) override;
     // The timer in force, if any.
     bool armed() const { return state_ && state_->alive; }
     double interval() const { return state_ ? state_->interval : 0; }

@@ -15,7 +15,7 @@ constexpr double kMainsPeriod = 5.0;
 constexpr double kBatteryPeriod = 10.0;
 constexpr double kDefaultLivePeriod = 2.0;
 constexpr double kLiveLeeway = 0.1;
-constexpr double kBackgroundLeeway = 1.5;  // lets the system coalesce wake-ups
+constexpr double kBackgroundLeeway = 1.5;    // lets the system coalesce wake-ups
 constexpr int64_t kPruneEveryMinutes = 360;  // six hours of Unix time
 }  // namespace
 
@@ -171,8 +171,8 @@ SelfCost Sampler::readSelfCost() {
     const uint64_t cpuTime = record->cpuTime;
     const uint64_t absolute = selfReader_->absoluteTime();
     if (selfPrev_ && absolute > selfPrev_->second && cpuTime >= selfPrev_->first)
-        cost.cpu = static_cast<double>(cpuTime - selfPrev_->first) /
-                   static_cast<double>(absolute - selfPrev_->second) * 100.0;
+        cost.cpu =
+            static_cast<double>(cpuTime - selfPrev_->first) / static_cast<double>(absolute - selfPrev_->second) * 100.0;
     selfPrev_ = {cpuTime, absolute};
     cost.memory = record->footprint;
     cost.diskWrittenSinceLaunch = record->bytesWritten;

@@ -29,10 +29,10 @@ public:
     struct Dependencies {
         Platform platform = Platform::current();
         const Clock* clock = &Clock::system();
-        Defaults* defaults = nullptr;                  // Defaults::shared() when null
-        HistorySink* history = nullptr;                // no history writes when null
-        std::unique_ptr<SnapshotDetector> detector;    // no events when null
-        std::unique_ptr<SerialQueue> queue;            // a thread queue "app.quillmere.sampler" when null
+        Defaults* defaults = nullptr;                // Defaults::shared() when null
+        HistorySink* history = nullptr;              // no history writes when null
+        std::unique_ptr<SnapshotDetector> detector;  // no events when null
+        std::unique_ptr<SerialQueue> queue;          // a thread queue "app.quillmere.sampler" when null
     };
 
     explicit Sampler(Dependencies deps);

@@ -28,8 +28,8 @@ void combineValue(size_t& seed, const std::optional<T>& value) {
 
 constexpr std::array<PressureLevel, 3> allPressureLevels{PressureLevel::normal, PressureLevel::warning,
                                                          PressureLevel::critical};
-constexpr std::array<CPUStats::CoreType, 3> allCoreTypes{
-    CPUStats::CoreType::performance, CPUStats::CoreType::efficiency, CPUStats::CoreType::unknown};
+constexpr std::array<CPUStats::CoreType, 3> allCoreTypes{CPUStats::CoreType::performance,
+                                                         CPUStats::CoreType::efficiency, CPUStats::CoreType::unknown};
 
 }  // namespace
 

@@ -27,8 +27,8 @@ enum class ThermalState : int { nominal = 0, fair = 1, serious = 2, critical = 3
 struct CPUStats {
     enum class CoreType { performance, efficiency, unknown };
 
-    double total = 0;   // user + system, capped at 100
-    double user = 0;    // user plus nice
+    double total = 0;  // user + system, capped at 100
+    double user = 0;   // user plus nice
     double system = 0;
     std::vector<double> perCore;
     std::vector<CoreType> coreTypes;
@@ -90,7 +90,7 @@ struct BatteryStats {
 
 struct SensorReading {
     enum class Group { cpu, gpu, memory, storage, battery, other };
-    static constexpr std::array<Group, 6> allGroups{Group::cpu, Group::gpu, Group::memory,
+    static constexpr std::array<Group, 6> allGroups{Group::cpu,     Group::gpu,     Group::memory,
                                                     Group::storage, Group::battery, Group::other};
 
     std::string name;
@@ -130,8 +130,7 @@ struct SelfCost {
 };
 
 enum class ProcessKind { app, background, system };
-constexpr std::array<ProcessKind, 3> allProcessKinds{ProcessKind::app, ProcessKind::background,
-                                                     ProcessKind::system};
+constexpr std::array<ProcessKind, 3> allProcessKinds{ProcessKind::app, ProcessKind::background, ProcessKind::system};
 std::string_view rawValue(ProcessKind kind);
 std::optional<ProcessKind> processKindFromRaw(std::string_view raw);
 std::string label(ProcessKind kind);  // "Apps", "Background", and systemLabel()
@@ -187,9 +186,8 @@ enum class EventKind {
     swap
 };
 constexpr std::array<EventKind, 9> allEventKinds{
-    EventKind::highCPU,   EventKind::memoryGrowth, EventKind::memoryPressure,
-    EventKind::thermal,   EventKind::spotlight,    EventKind::unplugged,
-    EventKind::pluggedIn, EventKind::appCrashLoop, EventKind::swap};
+    EventKind::highCPU,   EventKind::memoryGrowth, EventKind::memoryPressure, EventKind::thermal, EventKind::spotlight,
+    EventKind::unplugged, EventKind::pluggedIn,    EventKind::appCrashLoop,   EventKind::swap};
 std::string_view rawValue(EventKind kind);
 std::optional<EventKind> eventKindFromRaw(std::string_view raw);  // exact case only
 

@@ -16,21 +16,16 @@ json opt(const std::optional<T>& value) {
 void to_json(json& j, const CPUStats& v) {
     json types = json::array();
     for (auto t : v.coreTypes) types.push_back(rawValue(t));
-    j = json{{"total", v.total},     {"user", v.user},        {"system", v.system},
-             {"perCore", v.perCore}, {"coreTypes", types},    {"load", v.load}};
+    j = json{{"total", v.total},     {"user", v.user},     {"system", v.system},
+             {"perCore", v.perCore}, {"coreTypes", types}, {"load", v.load}};
 }
 
 void to_json(json& j, const MemoryStats& v) {
-    j = json{{"total", v.total},
-             {"app", v.app},
-             {"wired", v.wired},
-             {"compressed", v.compressed},
-             {"cached", v.cached},
-             {"free", v.free},
-             {"swapUsed", v.swapUsed},
-             {"swapTotal", v.swapTotal},
-             {"pressure", v.pressure},
-             {"pressureLevel", rawValue(v.pressureLevel)}};
+    j = json{{"total", v.total},       {"app", v.app},
+             {"wired", v.wired},       {"compressed", v.compressed},
+             {"cached", v.cached},     {"free", v.free},
+             {"swapUsed", v.swapUsed}, {"swapTotal", v.swapTotal},
+             {"pressure", v.pressure}, {"pressureLevel", rawValue(v.pressureLevel)}};
 }
 
 void to_json(json& j, const NetworkStats& v) {
@@ -111,14 +106,8 @@ void to_json(json& j, const AppGroup& v) {
 }
 
 void to_json(json& j, const TimelineEvent& v) {
-    j = json{{"id", v.id},
-             {"date", v.date},
-             {"kind", rawValue(v.kind)},
-             {"severity", v.severity},
-             {"title", v.title},
-             {"detail", v.detail},
-             {"appKey", opt(v.appKey)},
-             {"appName", opt(v.appName)}};
+    j = json{{"id", v.id},       {"date", v.date},     {"kind", rawValue(v.kind)}, {"severity", v.severity},
+             {"title", v.title}, {"detail", v.detail}, {"appKey", opt(v.appKey)},  {"appName", opt(v.appName)}};
 }
 
 void to_json(json& j, const Snapshot& v) {

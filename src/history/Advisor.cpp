@@ -88,8 +88,8 @@ Card card(const std::optional<Advisor>& advisor, int64_t installedGB) {
             c.suggested = suggestedGB(installedGB);
             c.title = upgradeTitle;
             c.text = "You hit memory pressure " + Fmt::percent(pressuredPercent(*advisor)) +
-                     " of the time and swapped up to " + Fmt::bytes(finiteOrZero(advisor->peakSwap)) +
-                     ". Consider " + std::to_string(*c.suggested) + " GB on your next Mac.";
+                     " of the time and swapped up to " + Fmt::bytes(finiteOrZero(advisor->peakSwap)) + ". Consider " +
+                     std::to_string(*c.suggested) + " GB on your next Mac.";
             c.symbol = upgradeSymbol;
             break;
     }

@@ -58,15 +58,14 @@ struct Card {
     std::string title;
     std::string text;
     std::string symbol;
-    std::vector<Tile> tiles;  // empty while learning
+    std::vector<Tile> tiles;           // empty while learning
     std::optional<int64_t> suggested;  // only for an upgrade
 };
 Card card(const std::optional<Advisor>& advisor, int64_t installedGB);
 
 constexpr const char* learningTitle = "Learning how you work…";
 constexpr const char* upgradeTitle = "You'd benefit from more memory.";
-constexpr const char* plentyText =
-    "You almost never run short of memory. More RAM wouldn't make this Mac feel faster.";
+constexpr const char* plentyText = "You almost never run short of memory. More RAM wouldn't make this Mac feel faster.";
 constexpr const char* tilesCaption = "Based on how you actually use your Mac";
 constexpr const char* upgradeSymbol = "arrow.up.circle.fill";
 constexpr const char* verdictSymbol = "info.circle.fill";

@@ -64,8 +64,7 @@ std::vector<PowerUser> powerNow(const Snapshot& snapshot, size_t limit) {
     return users;
 }
 
-std::vector<DrainShare> drainShares(const std::unordered_map<std::string, Monitor::AppEnergy>& session,
-                                    size_t limit) {
+std::vector<DrainShare> drainShares(const std::unordered_map<std::string, Monitor::AppEnergy>& session, size_t limit) {
     std::vector<DrainShare> list;
     for (const auto& [key, entry] : session)
         if (usable(entry.joules)) list.push_back({key, entry.name, entry.joules, 0});

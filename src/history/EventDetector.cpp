@@ -9,18 +9,18 @@ namespace qm {
 
 namespace {
 
-constexpr double highCPUCooldown = 2700;     // 45 minutes between reports for one app
-constexpr double memoryCheckPeriod = 60;     // the growth rule samples once a minute
-constexpr double memoryWindow = 2700;        // trails cover the last 45 minutes
-constexpr double memoryMinSpan = 1500;       // at least 25 minutes of trail
-constexpr double memoryFloor = 1'000'000'000;   // only apps holding over 1 GB
+constexpr double highCPUCooldown = 2700;           // 45 minutes between reports for one app
+constexpr double memoryCheckPeriod = 60;           // the growth rule samples once a minute
+constexpr double memoryWindow = 2700;              // trails cover the last 45 minutes
+constexpr double memoryMinSpan = 1500;             // at least 25 minutes of trail
+constexpr double memoryFloor = 1'000'000'000;      // only apps holding over 1 GB
 constexpr double memoryGrowthMin = 1'500'000'000;  // and grown by more than 1.5 GB
-constexpr double leakCooldown = 10800;       // 3 hours
-constexpr double pressureCooldown = 1800;    // 30 minutes per level; critical is never held back
-constexpr double thermalCooldown = 1200;     // 20 minutes
-constexpr double indexingLoadFloor = 60;     // percent of one core
+constexpr double leakCooldown = 10800;             // 3 hours
+constexpr double pressureCooldown = 1800;          // 30 minutes per level; critical is never held back
+constexpr double thermalCooldown = 1200;           // 20 minutes
+constexpr double indexingLoadFloor = 60;           // percent of one core
 constexpr double indexingMinStretch = 90;
-constexpr double indexingCooldown = 7200;    // 2 hours
+constexpr double indexingCooldown = 7200;  // 2 hours
 constexpr double swapFloorGB = 4.0;
 constexpr double swapStepGB = 2.0;
 
@@ -49,8 +49,8 @@ const AppGroup* largest(const std::vector<AppGroup>& groups, Field field) {
     return best;
 }
 
-TimelineEvent makeEvent(Date now, EventKind kind, int64_t severity, std::string title,
-                        std::string detail, const AppGroup* app = nullptr) {
+TimelineEvent makeEvent(Date now, EventKind kind, int64_t severity, std::string title, std::string detail,
+                        const AppGroup* app = nullptr) {
     TimelineEvent e;
     e.id = 0;  // the history store assigns the real id
     e.date = now;
@@ -101,9 +101,7 @@ IndexerSet IndexerSet::forThisPlatform() {
 EventDetector::EventDetector(Defaults* defaults, const Clock& clock, IndexerSet indexers)
     : defaults_(defaults), clock_(clock), indexers_(std::move(indexers)) {}
 
-Defaults& EventDetector::settings() const {
-    return defaults_ != nullptr ? *defaults_ : Defaults::shared();
-}
+Defaults& EventDetector::settings() const { return defaults_ != nullptr ? *defaults_ : Defaults::shared(); }
 
 bool EventDetector::isMostlyRising(const std::vector<MemorySample>& trail) {
     if (trail.size() < 5) return false;
@@ -131,8 +129,7 @@ std::vector<TimelineEvent> EventDetector::process(const Snapshot& snapshot) {
     }
 
     const AppGroup* busiest = largest(snapshot.groups, [](const AppGroup& g) { return g.cpu; });
-    const AppGroup* biggest =
-        largest(snapshot.groups, [](const AppGroup& g) { return g.memory; });
+    const AppGroup* biggest = largest(snapshot.groups, [](const AppGroup& g) { return g.memory; });
 
     checkHighCPU(snapshot, now, events);
     checkMemoryGrowth(snapshot, now, events);
@@ -168,8 +165,7 @@ void EventDetector::checkHighCPU(const Snapshot& s, Date now, std::vector<Timeli
     std::erase_if(highCPUSince, [&](const auto& entry) { return !seen.contains(entry.first); });
 }
 
-void EventDetector::checkMemoryGrowth(const Snapshot& s, Date now,
-                                      std::vector<TimelineEvent>& out) {
+void EventDetector::checkMemoryGrowth(const Snapshot& s, Date now, std::vector<TimelineEvent>& out) {
     if (lastMemoryCheck && now - *lastMemoryCheck < memoryCheckPeriod) return;
     lastMemoryCheck = now;
 
@@ -191,11 +187,9 @@ void EventDetector::checkMemoryGrowth(const Snapshot& s, Date now,
         if (now - lastOr(leakReported, g.id) <= leakCooldown) continue;
         leakReported[g.id] = now;
         auto minutes = static_cast<int64_t>(span / 60);
-        out.push_back(makeEvent(now, EventKind::memoryGrowth, 1,
-                                g.name + " keeps using more memory",
-                                "Grew by " + Fmt::bytes(growth) + " in " + std::to_string(minutes) +
-                                    " min (now " + Fmt::bytes(static_cast<double>(g.memory)) +
-                                    "). Restarting it usually frees this.",
+        out.push_back(makeEvent(now, EventKind::memoryGrowth, 1, g.name + " keeps using more memory",
+                                "Grew by " + Fmt::bytes(growth) + " in " + std::to_string(minutes) + " min (now " +
+                                    Fmt::bytes(static_cast<double>(g.memory)) + "). Restarting it usually frees this.",
                                 &g));
     }
     std::erase_if(memoryTrail, [&](const auto& entry) { return !seen.contains(entry.first); });
@@ -217,11 +211,10 @@ void EventDetector::checkPressure(const Snapshot& s, const AppGroup* biggest, Da
     bool critical = level == PressureLevel::critical;
     std::string detail;
     if (biggest != nullptr)
-        detail = biggest->name + " is using the most memory (" +
-                 Fmt::bytes(static_cast<double>(biggest->memory)) + ").";
+        detail =
+            biggest->name + " is using the most memory (" + Fmt::bytes(static_cast<double>(biggest->memory)) + ").";
     out.push_back(makeEvent(now, EventKind::memoryPressure, critical ? 2 : 1,
-                            critical ? "Memory is under heavy pressure" : "Memory is getting tight",
-                            detail, biggest));
+                            critical ? "Memory is under heavy pressure" : "Memory is getting tight", detail, biggest));
 }
 
 void EventDetector::checkThermal(const Snapshot& s, const AppGroup* busiest, Date now,
@@ -234,10 +227,8 @@ void EventDetector::checkThermal(const Snapshot& s, const AppGroup* busiest, Dat
     thermalReported = now;
 
     std::string detail = "macOS is slowing things down to cool off.";
-    if (busiest != nullptr)
-        detail += " Busiest app: " + busiest->name + " (" + Fmt::percent(busiest->cpu) + ").";
-    out.push_back(
-        makeEvent(now, EventKind::thermal, 2, "Your Mac is running hot", detail, busiest));
+    if (busiest != nullptr) detail += " Busiest app: " + busiest->name + " (" + Fmt::percent(busiest->cpu) + ").";
+    out.push_back(makeEvent(now, EventKind::thermal, 2, "Your Mac is running hot", detail, busiest));
 }
 
 void EventDetector::checkIndexing(const Snapshot& s, Date now, std::vector<TimelineEvent>& out) {
@@ -261,9 +252,8 @@ void EventDetector::checkIndexing(const Snapshot& s, Date now, std::vector<Timel
     if (spotlightReported && now - *spotlightReported <= indexingCooldown) return;
     spotlightReported = now;
 
-    std::string who = indexers_.isSpotlight
-                          ? std::string("mds_stores and mdworker are")
-                          : joinNames(present) + (present.size() == 1 ? " is" : " are");
+    std::string who = indexers_.isSpotlight ? std::string("mds_stores and mdworker are")
+                                            : joinNames(present) + (present.size() == 1 ? " is" : " are");
     out.push_back(makeEvent(now, EventKind::spotlight, 0, "Spotlight is indexing",
                             who + " cataloguing files (" + Fmt::percent(load) +
                                 " CPU). Normal after updates or big file changes; it settles on "
@@ -274,8 +264,7 @@ void EventDetector::checkSwap(const Snapshot& s, Date now, std::vector<TimelineE
     double gb = static_cast<double>(s.memory.swapUsed) / 1073741824.0;
     if (gb >= swapFloorGB && gb - lastSwapGB >= swapStepGB) {
         out.push_back(makeEvent(now, EventKind::swap, 1, "Your Mac is swapping to disk",
-                                Fmt::number(gb, 1) +
-                                    " GB of memory moved to the SSD. Things may feel slower."));
+                                Fmt::number(gb, 1) + " GB of memory moved to the SSD. Things may feel slower."));
         lastSwapGB = gb;
     } else if (gb < lastSwapGB - swapStepGB) {
         // The baseline follows swap down, so a later climb of 2 GB is news again.

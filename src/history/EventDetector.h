@@ -48,10 +48,8 @@ public:
 private:
     void checkHighCPU(const Snapshot& s, Date now, std::vector<TimelineEvent>& out);
     void checkMemoryGrowth(const Snapshot& s, Date now, std::vector<TimelineEvent>& out);
-    void checkPressure(const Snapshot& s, const AppGroup* biggest, Date now,
-                       std::vector<TimelineEvent>& out);
-    void checkThermal(const Snapshot& s, const AppGroup* busiest, Date now,
-                      std::vector<TimelineEvent>& out);
+    void checkPressure(const Snapshot& s, const AppGroup* biggest, Date now, std::vector<TimelineEvent>& out);
+    void checkThermal(const Snapshot& s, const AppGroup* busiest, Date now, std::vector<TimelineEvent>& out);
     void checkIndexing(const Snapshot& s, Date now, std::vector<TimelineEvent>& out);
     void checkSwap(const Snapshot& s, Date now, std::vector<TimelineEvent>& out);
     void checkPower(const Snapshot& s, Date now, std::vector<TimelineEvent>& out);

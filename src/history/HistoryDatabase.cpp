@@ -42,9 +42,7 @@ int64_t wholeSeconds(Date date) {
     return static_cast<int64_t>(date);  // truncates toward zero
 }
 
-HistoryDatabase::HistoryDatabase(std::string path, int64_t nowSeconds) : path_(std::move(path)) {
-    open(nowSeconds);
-}
+HistoryDatabase::HistoryDatabase(std::string path, int64_t nowSeconds) : path_(std::move(path)) { open(nowSeconds); }
 
 HistoryDatabase::~HistoryDatabase() { close(); }
 
@@ -60,13 +58,11 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
 
     // A file that is not SQLite at all is moved aside before SQLite touches it: opening
     // it would discard the WAL beside it, which may hold the newest minutes.
-    OpenOutcome outcome =
-        hasDatabaseHeader(path_) ? openConnection() : OpenOutcome::unusable;
+    OpenOutcome outcome = hasDatabaseHeader(path_) ? openConnection() : OpenOutcome::unusable;
     if (outcome == OpenOutcome::unusable && hadHistory) {
         close();
         if (auto moved = moveDatabaseAside(path_, nowSeconds)) {
-            logLine("history database was unreadable; moved it to " + *moved +
-                    " and started a new one");
+            logLine("history database was unreadable; moved it to " + *moved + " and started a new one");
             ensurePrivateFile(path_);
             outcome = openConnection();
         } else {
@@ -94,8 +90,7 @@ HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
     if (rc != SQLITE_OK) return OpenOutcome::failed;
 
     SqliteStatement check(db_, historysql::quickCheck);
-    if (!check.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable
-                                                                       : OpenOutcome::failed;
+    if (!check.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::failed;
     if (check.step()) return check.textAt(0) == "ok" ? OpenOutcome::ready : OpenOutcome::unusable;
     return meansUnusable(check.lastResult()) ? OpenOutcome::unusable : OpenOutcome::failed;
 }
@@ -189,8 +184,7 @@ void HistoryDatabase::eraseAll() {
     execSQL(db_, historysql::truncateWAL);
 }
 
-std::vector<SystemMinute> HistoryDatabase::systemMinutes(int64_t from, int64_t to,
-                                                         int64_t bucket) {
+std::vector<SystemMinute> HistoryDatabase::systemMinutes(int64_t from, int64_t to, int64_t bucket) {
     std::vector<SystemMinute> rows;
     if (db_ == nullptr) return rows;
     SqliteStatement query(db_, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
@@ -251,22 +245,21 @@ std::vector<AppMinute> HistoryDatabase::topApps(int64_t at, int64_t window) {
     query.bindInt64(1, at);
     query.bindInt64(2, at + window);
     while (query.step()) {
-        rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3),
-                        query.doubleAt(4), query.doubleAt(5), query.doubleAt(6)});
+        rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3), query.doubleAt(4),
+                        query.doubleAt(5), query.doubleAt(6)});
     }
     return rows;
 }
 
-std::vector<AppTotal> HistoryDatabase::appTotals(int64_t from, int64_t to, bool onlyOnBattery,
-                                                 int limit) {
+std::vector<AppTotal> HistoryDatabase::appTotals(int64_t from, int64_t to, bool onlyOnBattery, int limit) {
     std::vector<AppTotal> rows;
     if (db_ == nullptr) return rows;
     SqliteStatement query(db_, historysql::appTotals(onlyOnBattery, limit));
     query.bindInt64(1, from);
     query.bindInt64(2, to);
     while (query.step()) {
-        rows.push_back({query.textAt(0), query.textAt(1), query.doubleAt(2), query.doubleAt(3),
-                        query.doubleAt(4), query.doubleAt(5)});
+        rows.push_back({query.textAt(0), query.textAt(1), query.doubleAt(2), query.doubleAt(3), query.doubleAt(4),
+                        query.doubleAt(5)});
     }
     return rows;
 }
@@ -279,8 +272,7 @@ MemoryProfile HistoryDatabase::memoryProfile(int64_t cut) {
     if (!query.step()) return profile;
     profile.minutes = query.int64At(0);
     double pressured = query.doubleAt(1);
-    profile.pressuredFraction =
-        profile.minutes < 1 ? 0 : pressured / static_cast<double>(profile.minutes);
+    profile.pressuredFraction = profile.minutes < 1 ? 0 : pressured / static_cast<double>(profile.minutes);
     profile.peakSwap = query.doubleAt(2);  // NULL reads as 0
     profile.peakUsed = query.doubleAt(3);
     return profile;
@@ -301,8 +293,8 @@ std::vector<AppMinute> HistoryDatabase::appMinutes(int64_t from, int64_t to) {
     query.bindInt64(1, from);
     query.bindInt64(2, to);
     while (query.step()) {
-        rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3),
-                        query.doubleAt(4), query.doubleAt(5), query.doubleAt(6)});
+        rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3), query.doubleAt(4),
+                        query.doubleAt(5), query.doubleAt(6)});
     }
     return rows;
 }

@@ -36,13 +36,11 @@ std::string systemMinutesCSV(const std::vector<SystemMinute>& rows) {
         "ts,cpu,mem_used,mem_total,pressure,plevel,swap,gpu,power,soc_temp,net_rx,net_tx,disk_r,"
         "disk_w,battery,on_battery,thermal\n";
     for (const SystemMinute& m : rows) {
-        out += std::to_string(m.ts) + "," + number(m.cpu) + "," + number(m.memUsed) + "," +
-               number(m.memTotal) + "," + number(m.pressure) + "," +
-               std::to_string(m.pressureLevel) + "," + number(m.swap) + "," + number(m.gpu) + "," +
-               number(m.power) + "," + number(m.socTemp) + "," + number(m.netRx) + "," +
-               number(m.netTx) + "," + number(m.diskRead) + "," + number(m.diskWrite) + "," +
-               number(m.battery) + "," + (m.onBattery ? "1" : "0") + "," +
-               std::to_string(m.thermal) + "\n";
+        out += std::to_string(m.ts) + "," + number(m.cpu) + "," + number(m.memUsed) + "," + number(m.memTotal) + "," +
+               number(m.pressure) + "," + std::to_string(m.pressureLevel) + "," + number(m.swap) + "," + number(m.gpu) +
+               "," + number(m.power) + "," + number(m.socTemp) + "," + number(m.netRx) + "," + number(m.netTx) + "," +
+               number(m.diskRead) + "," + number(m.diskWrite) + "," + number(m.battery) + "," +
+               (m.onBattery ? "1" : "0") + "," + std::to_string(m.thermal) + "\n";
     }
     return out;
 }
@@ -50,9 +48,8 @@ std::string systemMinutesCSV(const std::vector<SystemMinute>& rows) {
 std::string appMinutesCSV(const std::vector<AppMinute>& rows) {
     std::string out = "ts,key,name,cpu,mem,energy,disk_w\n";
     for (const AppMinute& a : rows) {
-        out += std::to_string(a.ts) + "," + csvField(a.key) + "," + csvField(a.name) + "," +
-               number(a.cpu) + "," + number(a.memory) + "," + number(a.energy) + "," +
-               number(a.diskWrite) + "\n";
+        out += std::to_string(a.ts) + "," + csvField(a.key) + "," + csvField(a.name) + "," + number(a.cpu) + "," +
+               number(a.memory) + "," + number(a.energy) + "," + number(a.diskWrite) + "\n";
     }
     return out;
 }
@@ -61,15 +58,14 @@ std::string eventsCSV(const std::vector<TimelineEvent>& rows) {
     std::string out = "id,ts,kind,severity,title,detail,app_key,app_name\n";
     for (const TimelineEvent& e : rows) {
         out += std::to_string(e.id) + "," + std::to_string(static_cast<int64_t>(e.date)) + "," +
-               std::string(rawValue(e.kind)) + "," + std::to_string(e.severity) + "," +
-               csvField(e.title) + "," + csvField(e.detail) + "," +
-               csvField(e.appKey.value_or("")) + "," + csvField(e.appName.value_or("")) + "\n";
+               std::string(rawValue(e.kind)) + "," + std::to_string(e.severity) + "," + csvField(e.title) + "," +
+               csvField(e.detail) + "," + csvField(e.appKey.value_or("")) + "," + csvField(e.appName.value_or("")) +
+               "\n";
     }
     return out;
 }
 
-nlohmann::json historyJSON(const std::vector<SystemMinute>& system,
-                           const std::vector<AppMinute>& apps,
+nlohmann::json historyJSON(const std::vector<SystemMinute>& system, const std::vector<AppMinute>& apps,
                            const std::vector<TimelineEvent>& events) {
     return nlohmann::json{{"system", system}, {"apps", apps}, {"events", events}};
 }

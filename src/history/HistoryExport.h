@@ -18,8 +18,7 @@ std::string eventsCSV(const std::vector<TimelineEvent>& rows);
 // One CSV field: quoted when it holds a comma, a quote or a line break.
 std::string csvField(const std::string& text);
 
-nlohmann::json historyJSON(const std::vector<SystemMinute>& system,
-                           const std::vector<AppMinute>& apps,
+nlohmann::json historyJSON(const std::vector<SystemMinute>& system, const std::vector<AppMinute>& apps,
                            const std::vector<TimelineEvent>& events);
 
 }  // namespace qm

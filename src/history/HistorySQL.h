@@ -75,8 +75,9 @@ inline std::string appTotals(bool onlyOnBattery, int limit) {
         "SELECT app.key, MAX(app.name), SUM(app.cpu) * 60 / 100.0, SUM(app.energy), "
         "MAX(app.mem), SUM(app.disk_w) * 60\nFROM app ";
     if (onlyOnBattery) sql += "JOIN sys ON sys.ts = app.ts AND sys.on_battery = 1";
-    sql += " WHERE app.ts >= ? AND app.ts <= ?\nGROUP BY app.key ORDER BY SUM(app.energy) DESC, "
-           "SUM(app.cpu) DESC LIMIT ";
+    sql +=
+        " WHERE app.ts >= ? AND app.ts <= ?\nGROUP BY app.key ORDER BY SUM(app.energy) DESC, "
+        "SUM(app.cpu) DESC LIMIT ";
     sql += std::to_string(limit) + ";";
     return sql;
 }

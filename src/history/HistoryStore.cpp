@@ -9,9 +9,7 @@ HistoryStore::HistoryStore(std::string path, SerialQueue* completionQueue, const
       clock_(clock),
       completionQueue_(completionQueue),
       queue_(makeThreadQueue("app.quillmere.history")) {
-    queue_->sync([this] {
-        db_ = std::make_unique<HistoryDatabase>(path_, wholeSeconds(clock_.now()));
-    });
+    queue_->sync([this] { db_ = std::make_unique<HistoryDatabase>(path_, wholeSeconds(clock_.now())); });
 }
 
 HistoryStore::~HistoryStore() {
@@ -52,9 +50,7 @@ void HistoryStore::waitUntilIdle() {
     queue_->sync([] {});
 }
 
-uint64_t HistoryStore::fileSize() const {
-    return fileBytes(path_) + fileBytes(path_ + "-wal");
-}
+uint64_t HistoryStore::fileSize() const { return fileBytes(path_) + fileBytes(path_ + "-wal"); }
 
 void HistoryStore::deliver(std::function<void()> work) {
     if (SerialQueue* target = completionQueue_.load())
@@ -64,8 +60,7 @@ void HistoryStore::deliver(std::function<void()> work) {
 }
 
 template <typename Result>
-void HistoryStore::answer(std::function<Result(HistoryDatabase&)> query,
-                          std::function<void(Result)> completion) {
+void HistoryStore::answer(std::function<Result(HistoryDatabase&)> query, std::function<void(Result)> completion) {
     queue_->post([this, query = std::move(query), completion = std::move(completion)]() mutable {
         Result result = query(*db_);
         if (!completion) return;
@@ -85,67 +80,55 @@ Result HistoryStore::answerNow(std::function<Result(HistoryDatabase&)> query) {
 void HistoryStore::systemMinutes(Date from, Date to, int bucket,
                                  std::function<void(std::vector<SystemMinute>)> completion) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    answer<std::vector<SystemMinute>>(
-        [=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); }, std::move(completion));
+    answer<std::vector<SystemMinute>>([=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); },
+                                      std::move(completion));
 }
 
-void HistoryStore::events(Date from, Date to,
-                          std::function<void(std::vector<TimelineEvent>)> completion) {
+void HistoryStore::events(Date from, Date to, std::function<void(std::vector<TimelineEvent>)> completion) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    answer<std::vector<TimelineEvent>>([=](HistoryDatabase& db) { return db.events(f, t); },
-                                       std::move(completion));
+    answer<std::vector<TimelineEvent>>([=](HistoryDatabase& db) { return db.events(f, t); }, std::move(completion));
 }
 
-void HistoryStore::topApps(int64_t at, int64_t window,
-                           std::function<void(std::vector<AppMinute>)> completion) {
-    answer<std::vector<AppMinute>>([=](HistoryDatabase& db) { return db.topApps(at, window); },
-                                   std::move(completion));
+void HistoryStore::topApps(int64_t at, int64_t window, std::function<void(std::vector<AppMinute>)> completion) {
+    answer<std::vector<AppMinute>>([=](HistoryDatabase& db) { return db.topApps(at, window); }, std::move(completion));
 }
 
 void HistoryStore::appTotals(Date from, Date to, bool onlyOnBattery, int limit,
                              std::function<void(std::vector<AppTotal>)> completion) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    answer<std::vector<AppTotal>>(
-        [=](HistoryDatabase& db) { return db.appTotals(f, t, onlyOnBattery, limit); },
-        std::move(completion));
+    answer<std::vector<AppTotal>>([=](HistoryDatabase& db) { return db.appTotals(f, t, onlyOnBattery, limit); },
+                                  std::move(completion));
 }
 
-void HistoryStore::memoryProfile(
-    int days, std::function<void(int64_t, double, double, double)> completion) {
+void HistoryStore::memoryProfile(int days, std::function<void(int64_t, double, double, double)> completion) {
     int64_t cut = wholeSeconds(clock_.now()) - static_cast<int64_t>(days) * 86400;
     std::function<void(MemoryProfile)> unpack;
     if (completion)
         unpack = [completion = std::move(completion)](MemoryProfile p) {
             completion(p.minutes, p.pressuredFraction, p.peakSwap, p.peakUsed);
         };
-    answer<MemoryProfile>([=](HistoryDatabase& db) { return db.memoryProfile(cut); },
-                          std::move(unpack));
+    answer<MemoryProfile>([=](HistoryDatabase& db) { return db.memoryProfile(cut); }, std::move(unpack));
 }
 
 void HistoryStore::lastUnplugged(std::function<void(std::optional<Date>)> completion) {
-    answer<std::optional<Date>>([](HistoryDatabase& db) { return db.lastUnplugged(); },
-                                std::move(completion));
+    answer<std::optional<Date>>([](HistoryDatabase& db) { return db.lastUnplugged(); }, std::move(completion));
 }
 
 std::vector<SystemMinute> HistoryStore::systemMinutesSync(Date from, Date to, int bucket) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    return answerNow<std::vector<SystemMinute>>(
-        [=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); });
+    return answerNow<std::vector<SystemMinute>>([=](HistoryDatabase& db) { return db.systemMinutes(f, t, bucket); });
 }
 
 std::vector<TimelineEvent> HistoryStore::eventsSync(Date from, Date to, int limit) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    return answerNow<std::vector<TimelineEvent>>(
-        [=](HistoryDatabase& db) { return db.events(f, t, limit); });
+    return answerNow<std::vector<TimelineEvent>>([=](HistoryDatabase& db) { return db.events(f, t, limit); });
 }
 
 std::vector<AppMinute> HistoryStore::topAppsSync(int64_t at, int64_t window) {
-    return answerNow<std::vector<AppMinute>>(
-        [=](HistoryDatabase& db) { return db.topApps(at, window); });
+    return answerNow<std::vector<AppMinute>>([=](HistoryDatabase& db) { return db.topApps(at, window); });
 }
 
-std::vector<AppTotal> HistoryStore::appTotalsSync(Date from, Date to, bool onlyOnBattery,
-                                                  int limit) {
+std::vector<AppTotal> HistoryStore::appTotalsSync(Date from, Date to, bool onlyOnBattery, int limit) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
     return answerNow<std::vector<AppTotal>>(
         [=](HistoryDatabase& db) { return db.appTotals(f, t, onlyOnBattery, limit); });
@@ -162,8 +145,7 @@ std::optional<Date> HistoryStore::lastUnpluggedSync() {
 
 std::vector<AppMinute> HistoryStore::appMinutesSync(Date from, Date to) {
     int64_t f = wholeSeconds(from), t = wholeSeconds(to);
-    return answerNow<std::vector<AppMinute>>(
-        [=](HistoryDatabase& db) { return db.appMinutes(f, t); });
+    return answerNow<std::vector<AppMinute>>([=](HistoryDatabase& db) { return db.appMinutes(f, t); });
 }
 
 }  // namespace qm

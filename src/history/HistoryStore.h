@@ -56,22 +56,20 @@ public:
     uint64_t fileSize() const;
 
     // Queries: the completion runs on the completion queue.
-    void systemMinutes(Date from, Date to, int bucket,
-                       std::function<void(std::vector<SystemMinute>)> completion);
+    void systemMinutes(Date from, Date to, int bucket, std::function<void(std::vector<SystemMinute>)> completion);
     void events(Date from, Date to, std::function<void(std::vector<TimelineEvent>)> completion);
     void topApps(int64_t at, int64_t window, std::function<void(std::vector<AppMinute>)> completion);
     void appTotals(Date from, Date to, bool onlyOnBattery, int limit,
                    std::function<void(std::vector<AppTotal>)> completion);
-    void memoryProfile(int days,
-                       std::function<void(int64_t minutes, double pressuredFraction,
-                                          double peakSwap, double peakUsed)> completion);
+    void memoryProfile(
+        int days,
+        std::function<void(int64_t minutes, double pressuredFraction, double peakSwap, double peakUsed)> completion);
     void lastUnplugged(std::function<void(std::optional<Date>)> completion);
 
     // The same queries answered on the calling thread (it waits for the store's queue):
     // for the command line and tests.
     std::vector<SystemMinute> systemMinutesSync(Date from, Date to, int bucket);
-    std::vector<TimelineEvent> eventsSync(Date from, Date to,
-                                          int limit = HistoryDatabase::eventLimit);
+    std::vector<TimelineEvent> eventsSync(Date from, Date to, int limit = HistoryDatabase::eventLimit);
     std::vector<AppMinute> topAppsSync(int64_t at, int64_t window);
     std::vector<AppTotal> appTotalsSync(Date from, Date to, bool onlyOnBattery, int limit);
     MemoryProfile memoryProfileSync(int days);
@@ -82,8 +80,7 @@ private:
     // Runs `query` on the store's queue and hands its result to `completion` on the
     // completion queue.
     template <typename Result>
-    void answer(std::function<Result(HistoryDatabase&)> query,
-                std::function<void(Result)> completion);
+    void answer(std::function<Result(HistoryDatabase&)> query, std::function<void(Result)> completion);
     template <typename Result>
     Result answerNow(std::function<Result(HistoryDatabase&)> query);
     void deliver(std::function<void()> work);

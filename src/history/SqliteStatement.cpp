@@ -4,8 +4,7 @@ namespace qm {
 
 SqliteStatement::SqliteStatement(sqlite3* db, const std::string& sql) {
     if (db == nullptr) return;
-    if (sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size()), &stmt_, nullptr) !=
-        SQLITE_OK) {
+    if (sqlite3_prepare_v2(db, sql.c_str(), static_cast<int>(sql.size()), &stmt_, nullptr) != SQLITE_OK) {
         sqlite3_finalize(stmt_);
         stmt_ = nullptr;
     }
@@ -34,9 +33,7 @@ void SqliteStatement::bindDouble(int index, std::optional<double> value) {
 }
 
 void SqliteStatement::bindText(int index, const std::string& value) {
-    if (stmt_)
-        sqlite3_bind_text(stmt_, index, value.data(), static_cast<int>(value.size()),
-                          SQLITE_TRANSIENT);
+    if (stmt_) sqlite3_bind_text(stmt_, index, value.data(), static_cast<int>(value.size()), SQLITE_TRANSIENT);
 }
 
 void SqliteStatement::bindText(int index, const std::optional<std::string>& value) {
@@ -57,26 +54,18 @@ void SqliteStatement::reset() {
     if (stmt_) sqlite3_reset(stmt_);
 }
 
-bool SqliteStatement::isNull(int column) const {
-    return !stmt_ || sqlite3_column_type(stmt_, column) == SQLITE_NULL;
-}
+bool SqliteStatement::isNull(int column) const { return !stmt_ || sqlite3_column_type(stmt_, column) == SQLITE_NULL; }
 
-int64_t SqliteStatement::int64At(int column) const {
-    return stmt_ ? sqlite3_column_int64(stmt_, column) : 0;
-}
+int64_t SqliteStatement::int64At(int column) const { return stmt_ ? sqlite3_column_int64(stmt_, column) : 0; }
 
-double SqliteStatement::doubleAt(int column) const {
-    return stmt_ ? sqlite3_column_double(stmt_, column) : 0;
-}
+double SqliteStatement::doubleAt(int column) const { return stmt_ ? sqlite3_column_double(stmt_, column) : 0; }
 
 std::optional<double> SqliteStatement::optionalDoubleAt(int column) const {
     if (isNull(column)) return std::nullopt;
     return sqlite3_column_double(stmt_, column);
 }
 
-std::string SqliteStatement::textAt(int column) const {
-    return optionalTextAt(column).value_or(std::string());
-}
+std::string SqliteStatement::textAt(int column) const { return optionalTextAt(column).value_or(std::string()); }
 
 std::optional<std::string> SqliteStatement::optionalTextAt(int column) const {
     if (isNull(column)) return std::nullopt;

@@ -17,14 +17,14 @@ std::optional<Date> parseLocalDate(std::string_view text) {
     char separator = 0;
     int consumed = 0;
     std::string s(text);
-    int fields = std::sscanf(s.c_str(), "%4d-%2d-%2d%n%c%2d:%2d%n:%2d%n", &year, &month, &day,
-                             &consumed, &separator, &hour, &minute, &consumed, &second, &consumed);
+    int fields = std::sscanf(s.c_str(), "%4d-%2d-%2d%n%c%2d:%2d%n:%2d%n", &year, &month, &day, &consumed, &separator,
+                             &hour, &minute, &consumed, &second, &consumed);
     bool shapeOK = (fields == 3 && consumed == static_cast<int>(s.size()) && s.size() == 10) ||
                    ((fields == 6 || fields == 7) && (separator == 'T' || separator == ' ') &&
                     consumed == static_cast<int>(s.size()));
     if (!shapeOK) return std::nullopt;
-    if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 ||
-        second > 60 || year < 1970 || hour < 0 || minute < 0 || second < 0)
+    if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 60 || year < 1970 ||
+        hour < 0 || minute < 0 || second < 0)
         return std::nullopt;
     std::tm parts{};
     parts.tm_year = year - 1900;
@@ -36,8 +36,7 @@ std::optional<Date> parseLocalDate(std::string_view text) {
     parts.tm_isdst = -1;
     std::time_t t = std::mktime(&parts);
     // mktime normalises 2024-02-31 to March: such a date was not a real one.
-    if (t == static_cast<std::time_t>(-1) || parts.tm_mday != day || parts.tm_mon != month - 1)
-        return std::nullopt;
+    if (t == static_cast<std::time_t>(-1) || parts.tm_mday != day || parts.tm_mon != month - 1) return std::nullopt;
     return static_cast<Date>(t);
 }
 

@@ -84,18 +84,19 @@ void HistoryTimelineView::load(HistoryStore& store, Date now, const std::functio
     // The events are asked for once the rows are in, so both land together and in order.
     store.systemMinutes(from, now, bucketSeconds,
                         [this, token, generation, &store, from, now, changed](std::vector<SystemMinute> found) {
-                            auto live = token.lock();
-                            if (!live || *live != generation) return;
-                            store.events(from, now, [this, token, generation, found = std::move(found), from,
-                                                     changed](std::vector<TimelineEvent> list) mutable {
-                                auto still = token.lock();
-                                if (!still || *still != generation) return;
-                                rows = withinRange(std::move(found), from);
-                                events = std::move(list);
-                                loaded = true;
-                                if (changed) changed();
-                            });
-                        });
+        auto live = token.lock();
+        if (!live || *live != generation) return;
+        store.events(from, now,
+                     [this, token, generation, found = std::move(found), from,
+                      changed](std::vector<TimelineEvent> list) mutable {
+            auto still = token.lock();
+            if (!still || *still != generation) return;
+            rows = withinRange(std::move(found), from);
+            events = std::move(list);
+            loaded = true;
+            if (changed) changed();
+        });
+    });
 }
 
 void HistoryTimelineView::loadNow(HistoryStore& store, Date now) {

@@ -83,8 +83,7 @@ public:
     static constexpr const char* emptyText =
         "Quillmere saves a tiny summary every minute (a few MB a day). Come back in a few minutes to scrub "
         "through your Mac's history.";
-    static constexpr const char* headerHint =
-        "Quillmere remembers. Hover any moment to see what your Mac was doing.";
+    static constexpr const char* headerHint = "Quillmere remembers. Hover any moment to see what your Mac was doing.";
     static constexpr const char* momentPrompt =
         "Point at any moment to see which apps were busiest, how hot your Mac was and what happened.";
     static constexpr const char* noAppData = "No app data for this moment.";

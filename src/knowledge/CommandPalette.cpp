@@ -70,15 +70,13 @@ std::string CommandPalette::Item::title() const {
 std::string CommandPalette::Item::subtitle() const {
     switch (kind) {
         case Kind::section: return "Screen";
-        case Kind::group:
-            return fill("%1$@ · %2$@ CPU", {label(group.kind), Fmt::percent(group.cpu)});
+        case Kind::group: return fill("%1$@ · %2$@ CPU", {label(group.kind), Fmt::percent(group.cpu)});
         case Kind::library: return entry ? entry->oneLiner : std::string();
     }
     return "";
 }
 
-std::vector<CommandPalette::Item> CommandPalette::items(std::string_view query,
-                                                        const Snapshot& snapshot,
+std::vector<CommandPalette::Item> CommandPalette::items(std::string_view query, const Snapshot& snapshot,
                                                         const ProcessLibrary& library) {
     const std::string q = lowercased(trimmed(query));
     std::vector<Item> out;
@@ -90,8 +88,7 @@ std::vector<CommandPalette::Item> CommandPalette::items(std::string_view query,
     for (const AppGroup* group : groups) out.push_back(groupItem(*group));
 
     for (Section section : allSections)
-        if (q.empty() || lowercased(title(section)).find(q) != std::string::npos)
-            out.push_back(sectionItem(section));
+        if (q.empty() || lowercased(title(section)).find(q) != std::string::npos) out.push_back(sectionItem(section));
 
     // The library only fills in when few running apps match.
     if (!q.empty() && groups.size() < libraryFillBelow) {
@@ -138,8 +135,7 @@ void CommandPalette::open(const Snapshot& snapshot, const ProcessLibrary& librar
     setQuery("", snapshot, library);
 }
 
-void CommandPalette::setQuery(std::string query, const Snapshot& snapshot,
-                              const ProcessLibrary& library) {
+void CommandPalette::setQuery(std::string query, const Snapshot& snapshot, const ProcessLibrary& library) {
     query_ = std::move(query);
     items_ = items(query_, snapshot, library);
     highlighted_ = 0;

@@ -19,7 +19,7 @@ namespace qm {
 class CommandPalette {
 public:
     static constexpr std::string_view placeholder = "Search apps, processes or screens…";
-    static constexpr size_t idleGroups = 6;     // busiest apps shown for an empty query
+    static constexpr size_t idleGroups = 6;  // busiest apps shown for an empty query
     static constexpr size_t matchedGroups = 10;
     static constexpr size_t libraryFillBelow = 4;  // library joins when fewer groups match
     static constexpr size_t libraryItems = 4;
@@ -27,9 +27,9 @@ public:
     struct Item {
         enum class Kind { section, group, library };
         Kind kind = Kind::section;
-        Section section = Section::overview;       // kind section
-        AppGroup group;                            // kind group (a copy of the snapshot's)
-        const ProcessEntry* entry = nullptr;       // kind library (owned by the library)
+        Section section = Section::overview;  // kind section
+        AppGroup group;                       // kind group (a copy of the snapshot's)
+        const ProcessEntry* entry = nullptr;  // kind library (owned by the library)
 
         // Unique within one list: "section:<raw>", "group:<group id>", "library:<id>".
         std::string id() const;
@@ -51,8 +51,7 @@ public:
     // screen; otherwise matching groups (by group or process name, busiest first, at
     // most ten), then matching screens, then up to four library entries when fewer
     // than four groups matched.
-    static std::vector<Item> items(std::string_view query, const Snapshot& snapshot,
-                                   const ProcessLibrary& library);
+    static std::vector<Item> items(std::string_view query, const Snapshot& snapshot, const ProcessLibrary& library);
     static Action action(const Item& item);
 
     // Keyboard moves without wrap-around; an empty list highlights 0.

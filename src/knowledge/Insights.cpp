@@ -15,13 +15,9 @@ constexpr double kWattWeight = 20;
 
 double score(const AppGroup& group) { return group.cpu + kWattWeight * group.power.value_or(0); }
 
-bool isHot(ThermalState state) {
-    return state == ThermalState::serious || state == ThermalState::critical;
-}
+bool isHot(ThermalState state) { return state == ThermalState::serious || state == ThermalState::critical; }
 
-int64_t logicalCores(const Snapshot& snapshot) {
-    return std::max<int64_t>(1, int64_t(snapshot.cpu.perCore.size()));
-}
+int64_t logicalCores(const Snapshot& snapshot) { return std::max<int64_t>(1, int64_t(snapshot.cpu.perCore.size())); }
 
 }  // namespace
 
@@ -49,8 +45,7 @@ const AppGroup* biggest(const Snapshot& snapshot) {
 }
 
 Status status(const Snapshot& snapshot) {
-    if (snapshot.groups.empty())
-        return {"Taking a first look…", "Measuring your Mac for a moment.", 0};
+    if (snapshot.groups.empty()) return {"Taking a first look…", "Measuring your Mac for a moment.", 0};
 
     const AppGroup* top = heaviest(snapshot);
     const AppGroup* big = biggest(snapshot);
@@ -83,8 +78,7 @@ Status status(const Snapshot& snapshot) {
 
     if (pressure == PressureLevel::warning)
         return {"Memory is getting tight.",
-                big ? fill("%1$@ is the biggest user at %2$@.",
-                           {big->name, Fmt::bytes(double(big->memory))})
+                big ? fill("%1$@ is the biggest user at %2$@.", {big->name, Fmt::bytes(double(big->memory))})
                     : std::string(),
                 1};
 
@@ -95,9 +89,7 @@ Status status(const Snapshot& snapshot) {
     // With total CPU above 60 and no heaviest group this rule does not apply either.
     if (total <= 60 && top && top->cpu > 15)
         return {"All good.",
-                fill("%1$@ is your busiest app right now at %2$@ CPU.",
-                     {top->name, Fmt::percent(top->cpu)}),
-                0};
+                fill("%1$@ is your busiest app right now at %2$@ CPU.", {top->name, Fmt::percent(top->cpu)}), 0};
 
     if (big)
         return {"All good. Your Mac is relaxed.",
@@ -119,13 +111,11 @@ ThermalLabel thermalLabel(ThermalState state) {
     switch (state) {
         case ThermalState::nominal:
             return {"Cool", "Running at full speed with plenty of thermal headroom.", Tone::good};
-        case ThermalState::fair:
-            return {"Warm", "Warmer than usual, but still at full speed.", Tone::warn};
+        case ThermalState::fair: return {"Warm", "Warmer than usual, but still at full speed.", Tone::warn};
         case ThermalState::serious:
             return {"Hot", "macOS is slowing the CPU to cool down. Fans may be loud.", Tone::bad};
         case ThermalState::critical:
-            return {"Very hot", "Heavy throttling. Close demanding apps and give your Mac air.",
-                    Tone::bad};
+            return {"Very hot", "Heavy throttling. Close demanding apps and give your Mac air.", Tone::bad};
     }
     return {"Unknown", "", Tone::secondary};
 }
@@ -135,8 +125,7 @@ std::string pressureExplanation(PressureLevel level) {
         case PressureLevel::normal:
             return "macOS has room to spare. High \"used\" memory is fine: macOS keeps files "
                    "cached so apps open faster.";
-        case PressureLevel::warning:
-            return "macOS is compressing memory to make room. You may notice brief slowdowns.";
+        case PressureLevel::warning: return "macOS is compressing memory to make room. You may notice brief slowdowns.";
         case PressureLevel::critical:
             return "macOS is swapping memory to the SSD. Apps will feel sluggish until you free "
                    "some up.";

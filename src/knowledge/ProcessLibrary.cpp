@@ -76,14 +76,11 @@ public:
         return &*it;
     }
 
-    [[noreturn]] void fail(const std::string& what) const {
-        throw DecodeFailure{what + " in " + where_};
-    }
+    [[noreturn]] void fail(const std::string& what) const { throw DecodeFailure{what + " in " + where_}; }
 
 private:
     [[noreturn]] void mismatch(const char* key, const char* expected, const Json& found) const {
-        fail(std::string("key \"") + key + "\" should be " + expected + " but holds " +
-             found.type_name());
+        fail(std::string("key \"") + key + "\" should be " + expected + " but holds " + found.type_name());
     }
 
     const Json& object_;
@@ -131,8 +128,7 @@ std::vector<ProcessEntry> decodeList(const Json& root, const char* key, bool req
         return out;
     }
     if (!it->is_array())
-        throw DecodeFailure{std::string("key \"") + key + "\" should be a list but holds " +
-                            it->type_name()};
+        throw DecodeFailure{std::string("key \"") + key + "\" should be a list but holds " + it->type_name()};
     out.reserve(it->size());
     for (size_t i = 0; i < it->size(); ++i)
         out.push_back(decodeEntry((*it)[i], std::string(key) + "[" + std::to_string(i) + "]"));
@@ -142,8 +138,8 @@ std::vector<ProcessEntry> decodeList(const Json& root, const char* key, bool req
 std::unique_ptr<icu::RegexPattern> compile(const std::string& expression) {
     UErrorCode status = U_ZERO_ERROR;
     UParseError parseError;
-    std::unique_ptr<icu::RegexPattern> pattern(icu::RegexPattern::compile(
-        icu::UnicodeString::fromUTF8(expression), 0, parseError, status));
+    std::unique_ptr<icu::RegexPattern> pattern(
+        icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(expression), 0, parseError, status));
     if (U_FAILURE(status)) return nullptr;
     return pattern;
 }
@@ -233,14 +229,12 @@ std::optional<std::string> ProcessLibrary::decode(std::string_view text, Process
     std::vector<ProcessEntry> patternEntries;
     try {
         const Json root = Json::parse(text);
-        if (!root.is_object())
-            return std::string("the file should hold an object but holds ") + root.type_name();
+        if (!root.is_object()) return std::string("the file should hold an object but holds ") + root.type_name();
         if (auto version = root.find("version"); version != root.end() && !version->is_null()) {
-            const bool integral = version->is_number_integer() ||
-                                  (version->is_number_float() &&
-                                   std::floor(version->get<double>()) == version->get<double>());
-            if (!integral)
-                return std::string("key \"version\" should be an integer but holds ") + version->type_name();
+            const bool integral =
+                version->is_number_integer() ||
+                (version->is_number_float() && std::floor(version->get<double>()) == version->get<double>());
+            if (!integral) return std::string("key \"version\" should be an integer but holds ") + version->type_name();
         }
         library.entries_ = decodeList(root, "processes", true);
         patternEntries = decodeList(root, "patterns", false);
@@ -304,9 +298,7 @@ const ProcessEntry* ProcessLibrary::byPattern(std::string_view name) const {
         } else if (match.type == "contains") {
             accepted = name.find(match.value) != std::string_view::npos;
         } else if (match.type == "regex" && pattern.regex) {
-            if (!unicode)
-                unicode = icu::UnicodeString::fromUTF8(
-                    icu::StringPiece(name.data(), int32_t(name.size())));
+            if (!unicode) unicode = icu::UnicodeString::fromUTF8(icu::StringPiece(name.data(), int32_t(name.size())));
             UErrorCode status = U_ZERO_ERROR;
             std::unique_ptr<icu::RegexMatcher> matcher(pattern.regex->matcher(*unicode, status));
             accepted = U_SUCCESS(status) && matcher->find(status) && U_SUCCESS(status);
@@ -359,10 +351,8 @@ std::vector<const ProcessEntry*> ProcessLibrary::search(std::string_view query) 
     const std::string q = lowercased(query);
     for (size_t i = 0; i < entries_.size(); ++i) {
         const SearchText& text = searchText_[i];
-        bool hit = q.empty() || text.title.find(q) != std::string::npos ||
-                   text.oneLiner.find(q) != std::string::npos;
-        for (size_t n = 0; !hit && n < text.names.size(); ++n)
-            hit = text.names[n].find(q) != std::string::npos;
+        bool hit = q.empty() || text.title.find(q) != std::string::npos || text.oneLiner.find(q) != std::string::npos;
+        for (size_t n = 0; !hit && n < text.names.size(); ++n) hit = text.names[n].find(q) != std::string::npos;
         if (hit) out.push_back(&entries_[i]);
     }
     return out;

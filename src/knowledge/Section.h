@@ -11,10 +11,8 @@ namespace qm {
 
 enum class Section { overview, apps, memory, energy, sensors, network, timeline };
 
-constexpr std::array<Section, 7> allSections{Section::overview, Section::apps,
-                                             Section::memory,   Section::energy,
-                                             Section::sensors,  Section::network,
-                                             Section::timeline};
+constexpr std::array<Section, 7> allSections{Section::overview, Section::apps,    Section::memory,  Section::energy,
+                                             Section::sensors,  Section::network, Section::timeline};
 
 // "overview", "apps", ... as stored and compared.
 std::string_view rawValue(Section section);

@@ -7,16 +7,14 @@
 
 namespace qm {
 
-int64_t wholeGigabytes(uint64_t bytes) {
-    return int64_t(std::llround(double(bytes) / double(1ull << 30)));
-}
+int64_t wholeGigabytes(uint64_t bytes) { return int64_t(std::llround(double(bytes) / double(1ull << 30))); }
 
-std::vector<StatusChip> statusChips(const Snapshot& snapshot, uint64_t installedMemory,
-                                    const std::string& chipName, const std::string& systemName) {
+std::vector<StatusChip> statusChips(const Snapshot& snapshot, uint64_t installedMemory, const std::string& chipName,
+                                    const std::string& systemName) {
     std::vector<StatusChip> chips;
-    chips.push_back({"square.stack.3d.up",
-                     fill("%1$lld processes → %2$lld apps",
-                          {std::to_string(snapshot.processCount), std::to_string(snapshot.groups.size())})});
+    chips.push_back(
+        {"square.stack.3d.up", fill("%1$lld processes → %2$lld apps",
+                                    {std::to_string(snapshot.processCount), std::to_string(snapshot.groups.size())})});
     const uint64_t memory = installedMemory > 0 ? installedMemory : snapshot.memory.total;
     chips.push_back({"memorychip", fill("%lld GB memory", {std::to_string(wholeGigabytes(memory))})});
     // A missing boot time reads 0; a non-finite span would be a reader fault.

@@ -22,7 +22,7 @@ int64_t wholeGigabytes(uint64_t bytes);
 // "412 processes → 37 apps", "16 GB memory", "Up 3h 7m", then the chip and system
 // names when known (empty names are left out). `installedMemory` 0 falls back to the
 // snapshot's memory total.
-std::vector<StatusChip> statusChips(const Snapshot& snapshot, uint64_t installedMemory,
-                                    const std::string& chipName, const std::string& systemName);
+std::vector<StatusChip> statusChips(const Snapshot& snapshot, uint64_t installedMemory, const std::string& chipName,
+                                    const std::string& systemName);
 
 }  // namespace qm

@@ -20,8 +20,7 @@ std::string lowercased(std::string_view text) {
         return out;
     }
     // Invalid UTF-8 turns into replacement characters; that only affects matching.
-    icu::UnicodeString unicode =
-        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), int32_t(text.size())));
+    icu::UnicodeString unicode = icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), int32_t(text.size())));
     unicode.toLower(icu::Locale::getRoot());
     unicode.toUTF8String(out);
     return out;

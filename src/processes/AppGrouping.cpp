@@ -47,9 +47,8 @@ std::vector<AppGroup> AppGrouper::group(const std::vector<ProcessSample>& sample
 
     // Keys of vanished pids would be harmless (start times are checked), but the map
     // should not grow for the life of the app.
-    if (groupKeys_.size() > byPID.size()) std::erase_if(groupKeys_, [&](const auto& entry) {
-            return !byPID.contains(entry.first);
-        });
+    if (groupKeys_.size() > byPID.size())
+        std::erase_if(groupKeys_, [&](const auto& entry) { return !byPID.contains(entry.first); });
     return groups;
 }
 

@@ -20,8 +20,7 @@ using SamplesByPID = std::unordered_map<int32_t, const ProcessSample*>;
 class KeyResolver {
 public:
     virtual ~KeyResolver() = default;
-    virtual GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID,
-                                uint64_t startTime) = 0;
+    virtual GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID, uint64_t startTime) = 0;
 };
 
 class AppGrouper {

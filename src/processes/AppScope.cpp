@@ -100,8 +100,10 @@ std::string systemdCgroupPath(std::string_view cgroupFile) {
         auto id = line.substr(0, first);
         auto controllers = line.substr(first + 1, second - first - 1);
         auto path = line.substr(second + 1);
-        if (id == "0" && controllers.empty()) unified = std::string(path);
-        else if (controllers == "name=systemd") named = std::string(path);
+        if (id == "0" && controllers.empty())
+            unified = std::string(path);
+        else if (controllers == "name=systemd")
+            named = std::string(path);
     }
     if (!unified.empty() && unified != "/") return unified;
     return named.empty() ? unified : named;
@@ -111,8 +113,7 @@ std::string unescapeUnitName(std::string_view name) {
     std::string out;
     out.reserve(name.size());
     for (size_t i = 0; i < name.size(); ++i) {
-        if (name[i] == '\\' && i + 3 < name.size() && name[i + 1] == 'x' && isHex(name[i + 2]) &&
-            isHex(name[i + 3])) {
+        if (name[i] == '\\' && i + 3 < name.size() && name[i + 1] == 'x' && isHex(name[i + 2]) && isHex(name[i + 3])) {
             out += static_cast<char>(std::stoi(std::string(name.substr(i + 2, 2)), nullptr, 16));
             i += 3;
         } else {
@@ -138,8 +139,7 @@ std::optional<AppScope> appScopeOf(std::string_view cgroupPath) {
 }
 
 bool isSystemServiceCgroup(std::string_view cgroupPath) {
-    return cgroupPath.starts_with("/system.slice/") || cgroupPath == "/system.slice" ||
-           cgroupPath == "/init.scope";
+    return cgroupPath.starts_with("/system.slice/") || cgroupPath == "/system.slice" || cgroupPath == "/init.scope";
 }
 
 }  // namespace qm

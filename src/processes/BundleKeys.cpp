@@ -12,9 +12,7 @@ std::string normalised(std::string_view path) {
     return "/" + std::string(path.substr(first, last - first + 1));
 }
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
+bool startsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
 
 std::string withoutExtension(const std::string& name) {
     auto dot = name.rfind('.');
@@ -23,8 +21,7 @@ std::string withoutExtension(const std::string& name) {
 }  // namespace
 
 std::optional<std::string> outermostAppPath(std::string_view path) {
-    if (auto at = path.find(".app/"); at != std::string_view::npos)
-        return normalised(path.substr(0, at + 4));
+    if (auto at = path.find(".app/"); at != std::string_view::npos) return normalised(path.substr(0, at + 4));
     if (path.size() >= 4 && path.substr(path.size() - 4) == ".app") return normalised(path);
     return std::nullopt;
 }
@@ -42,9 +39,13 @@ bool isExcludedAppLocation(std::string_view appPath) {
 
 ProcessKind kindForPath(std::string_view path, std::string_view name) {
     if (path.empty() || name == "kernel_task") return ProcessKind::system;
-    static constexpr std::string_view systemPrefixes[] = {
-        "/System/",        "/usr/",           "/sbin/", "/bin/", "/Library/Apple/",
-        "/private/var/db/", "/Library/Developer/CommandLineTools/usr/lib"};
+    static constexpr std::string_view systemPrefixes[] = {"/System/",
+                                                          "/usr/",
+                                                          "/sbin/",
+                                                          "/bin/",
+                                                          "/Library/Apple/",
+                                                          "/private/var/db/",
+                                                          "/Library/Developer/CommandLineTools/usr/lib"};
     bool inSystem = false;
     for (auto prefix : systemPrefixes) inSystem = inSystem || startsWith(path, prefix);
     if (!inSystem) return ProcessKind::background;
@@ -54,13 +55,11 @@ ProcessKind kindForPath(std::string_view path, std::string_view name) {
     return ProcessKind::system;
 }
 
-BundleKeyResolver::BundleKeyResolver(std::unique_ptr<BundleSource> source)
-    : source_(std::move(source)) {}
+BundleKeyResolver::BundleKeyResolver(std::unique_ptr<BundleSource> source) : source_(std::move(source)) {}
 
 std::optional<std::string> BundleKeyResolver::outermostApp(std::string_view path) {
     if (auto clone = clonedBundlePath(path)) {
-        if (auto known = cloneTargets_.find(*clone); known != cloneTargets_.end())
-            return normalised(known->second);
+        if (auto known = cloneTargets_.find(*clone); known != cloneTargets_.end()) return normalised(known->second);
         auto id = bundleInfo(*clone).id;
         auto target = id ? source_->applicationForBundleID(*id) : std::nullopt;
         if (!target || target->empty()) return std::nullopt;
@@ -77,15 +76,13 @@ BundleInfo BundleKeyResolver::bundleInfo(const std::string& path) {
     return info;
 }
 
-GroupKey BundleKeyResolver::computeKey(const ProcessSample& sample, const SamplesByPID& byPID,
-                                       uint64_t startTime) {
+GroupKey BundleKeyResolver::computeKey(const ProcessSample& sample, const SamplesByPID& byPID, uint64_t startTime) {
     std::optional<std::string> app;
     // macOS attributes an app's XPC services and helpers to the app, even when their
     // executables live outside its bundle.
     if (auto responsible = source_->responsiblePID(sample.pid);
         responsible && *responsible >= 1 && *responsible != sample.pid) {
-        if (auto owner = byPID.find(*responsible); owner != byPID.end())
-            app = outermostApp(owner->second->path);
+        if (auto owner = byPID.find(*responsible); owner != byPID.end()) app = outermostApp(owner->second->path);
     }
     if (!app) app = outermostApp(sample.path);
 
@@ -94,8 +91,7 @@ GroupKey BundleKeyResolver::computeKey(const ProcessSample& sample, const Sample
     if (app && !isExcludedAppLocation(*app)) {
         BundleInfo info = bundleInfo(*app);
         key.key = "app:" + *app;
-        key.name = info.name && !info.name->empty() ? *info.name
-                                                    : withoutExtension(lastPathComponent(*app));
+        key.name = info.name && !info.name->empty() ? *info.name : withoutExtension(lastPathComponent(*app));
         key.kind = ProcessKind::app;
         key.bundlePath = *app;
         key.bundleID = info.id;

@@ -49,8 +49,7 @@ class BundleKeyResolver : public KeyResolver {
 public:
     explicit BundleKeyResolver(std::unique_ptr<BundleSource> source);
 
-    GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID,
-                        uint64_t startTime) override;
+    GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID, uint64_t startTime) override;
 
     std::optional<std::string> outermostApp(std::string_view path);
     BundleInfo bundleInfo(const std::string& path);

@@ -48,11 +48,12 @@ std::optional<std::string> desktopEntryName(std::string_view text) {
     return std::nullopt;
 }
 
-std::vector<std::string> xdgDataDirectories(const char* dataHome, const char* dataDirs,
-                                            const std::string& home) {
+std::vector<std::string> xdgDataDirectories(const char* dataHome, const char* dataDirs, const std::string& home) {
     std::vector<std::string> dirs;
-    if (dataHome && *dataHome) addUnique(dirs, dataHome);
-    else if (!home.empty()) addUnique(dirs, home + "/.local/share");
+    if (dataHome && *dataHome)
+        addUnique(dirs, dataHome);
+    else if (!home.empty())
+        addUnique(dirs, home + "/.local/share");
     std::string_view list = dataDirs && *dataDirs ? dataDirs : "/usr/local/share:/usr/share";
     size_t start = 0;
     while (start <= list.size()) {

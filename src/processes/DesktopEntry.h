@@ -16,8 +16,7 @@ std::optional<std::string> desktopEntryName(std::string_view text);
 // The XDG data directories, most important first: $XDG_DATA_HOME (default
 // ~/.local/share), then $XDG_DATA_DIRS (default /usr/local/share:/usr/share), then the
 // flatpak and snap export folders when the session did not list them.
-std::vector<std::string> xdgDataDirectories(const char* dataHome, const char* dataDirs,
-                                            const std::string& home);
+std::vector<std::string> xdgDataDirectories(const char* dataHome, const char* dataDirs, const std::string& home);
 
 // Finds an app id's desktop file in the data directories; answers (hits and misses)
 // are kept for the life of the index, so the file system is asked once per id.

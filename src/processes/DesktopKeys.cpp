@@ -11,21 +11,18 @@ ProcessKind linuxKind(bool kernelThread, std::string_view cgroupPath, uint32_t u
 }
 
 bool isShellName(std::string_view name) {
-    static constexpr std::string_view shells[] = {"bash", "zsh",  "fish",  "sh",   "dash",
-                                                  "ksh",  "mksh", "tcsh",  "csh",  "nu",
-                                                  "xonsh", "elvish", "pwsh", "tmux", "screen"};
+    static constexpr std::string_view shells[] = {"bash", "zsh", "fish",  "sh",     "dash", "ksh",  "mksh",  "tcsh",
+                                                  "csh",  "nu",  "xonsh", "elvish", "pwsh", "tmux", "screen"};
     if (!name.empty() && name[0] == '-') name.remove_prefix(1);  // login shells
     for (auto shell : shells)
         if (name == shell) return true;
     return false;
 }
 
-DesktopKeyResolver::DesktopKeyResolver(std::unique_ptr<CgroupSource> source,
-                                       std::vector<std::string> dataDirectories)
+DesktopKeyResolver::DesktopKeyResolver(std::unique_ptr<CgroupSource> source, std::vector<std::string> dataDirectories)
     : source_(std::move(source)), index_(std::move(dataDirectories)) {}
 
-std::optional<DesktopKeyResolver::DesktopApp> DesktopKeyResolver::desktopApp(
-    const std::string& cgroupPath) {
+std::optional<DesktopKeyResolver::DesktopApp> DesktopKeyResolver::desktopApp(const std::string& cgroupPath) {
     auto scope = appScopeOf(cgroupPath);
     if (!scope) return std::nullopt;
     // Unit names change with every launch; the caches are per app id and desktop file,
@@ -61,8 +58,7 @@ bool DesktopKeyResolver::startedFromTerminal(const ProcessSample& sample, const 
     return false;
 }
 
-GroupKey DesktopKeyResolver::computeKey(const ProcessSample& sample, const SamplesByPID& byPID,
-                                        uint64_t startTime) {
+GroupKey DesktopKeyResolver::computeKey(const ProcessSample& sample, const SamplesByPID& byPID, uint64_t startTime) {
     GroupKey key;
     key.startTime = startTime;
     auto file = source_->cgroupFile(sample.pid);

@@ -34,8 +34,7 @@ class DesktopKeyResolver : public KeyResolver {
 public:
     DesktopKeyResolver(std::unique_ptr<CgroupSource> source, std::vector<std::string> dataDirectories);
 
-    GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID,
-                        uint64_t startTime) override;
+    GroupKey computeKey(const ProcessSample& sample, const SamplesByPID& byPID, uint64_t startTime) override;
 
 private:
     struct DesktopApp {
@@ -44,8 +43,7 @@ private:
         std::string name;
     };
     std::optional<DesktopApp> desktopApp(const std::string& cgroupPath);
-    bool startedFromTerminal(const ProcessSample& sample, const SamplesByPID& byPID,
-                             const std::string& cgroupPath);
+    bool startedFromTerminal(const ProcessSample& sample, const SamplesByPID& byPID, const std::string& cgroupPath);
 
     std::unique_ptr<CgroupSource> source_;
     DesktopFileIndex index_;

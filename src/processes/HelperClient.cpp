@@ -3,8 +3,7 @@
 namespace qm {
 
 HelperClient::HelperClient(std::unique_ptr<HelperTransport> transport, const Clock& clock)
-    : transport_(transport ? std::move(transport) : std::make_unique<NoHelperTransport>()),
-      clock_(clock) {}
+    : transport_(transport ? std::move(transport) : std::make_unique<NoHelperTransport>()), clock_(clock) {}
 
 std::optional<std::vector<RawProcRecord>> HelperClient::sample(double timeout) {
     double now = clock_.monotonic();
@@ -13,8 +12,7 @@ std::optional<std::vector<RawProcRecord>> HelperClient::sample(double timeout) {
     if (!enabledCache_->value) return std::nullopt;
 
     if (transport_->takeConnectionLost()) lastFailure_ = now;
-    if (lastFailure_ && now - *lastFailure_ < failureBackOff && now >= *lastFailure_)
-        return std::nullopt;
+    if (lastFailure_ && now - *lastFailure_ < failureBackOff && now >= *lastFailure_) return std::nullopt;
 
     auto data = transport_->request(timeout);
     if (!data) {

@@ -32,16 +32,14 @@ std::string lastPathComponent(std::string_view path) {
     return parts.empty() ? std::string() : std::string(parts.back());
 }
 
-std::optional<std::string> friendlyName(const std::optional<std::string>& argumentExecutable,
-                                        std::string_view path) {
+std::optional<std::string> friendlyName(const std::optional<std::string>& argumentExecutable, std::string_view path) {
     if (argumentExecutable) {
         std::string name = lastPathComponent(*argumentExecutable);
         if (!name.empty() && !looksLikeVersion(name)) return name;
     }
     // Version managers keep each release at <tool>/versions/<version>.
     auto parts = pathParts(path);
-    if (parts.size() >= 3 && parts[parts.size() - 2] == "versions")
-        return std::string(parts[parts.size() - 3]);
+    if (parts.size() >= 3 && parts[parts.size() - 2] == "versions") return std::string(parts[parts.size() - 3]);
     return std::nullopt;
 }
 

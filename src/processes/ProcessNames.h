@@ -16,8 +16,7 @@ std::string lastPathComponent(std::string_view path);
 
 // A better name for a version-named executable: the argument area's executable name
 // when that is not itself a version, else the tool directory above ".../versions/<v>".
-std::optional<std::string> friendlyName(const std::optional<std::string>& argumentExecutable,
-                                        std::string_view path);
+std::optional<std::string> friendlyName(const std::optional<std::string>& argumentExecutable, std::string_view path);
 
 // The display name from path and command name, before any friendly-name lookup:
 // the path's last component, else the command name, else "Process <pid>".

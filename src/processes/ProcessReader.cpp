@@ -61,8 +61,7 @@ ProcessSample ProcessReader::restrictedSample(const BasicInfo& info, const Ident
     auto cached = psCache_.find(info.pid);
     if (!psTick && cached == psCache_.end()) {
         // Ticks without includeRestricted carry the figures of the last tick that had it.
-        if (auto last = lastRestricted_.find(info.pid);
-            last != lastRestricted_.end() && last->second.name == id.name)
+        if (auto last = lastRestricted_.find(info.pid); last != lastRestricted_.end() && last->second.name == id.name)
             return last->second;
     }
     ProcessSample s;
@@ -118,8 +117,8 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
         if (batch) {
             if (auto record = batch->find(info.pid); record != batch->end()) {
                 const RawProcRecord& r = record->second;
-                usage = UsageRecord{r.userTime + r.systemTime, r.footprint, r.energy,
-                                    r.diskRead, r.diskWrite, r.wakeups};
+                usage =
+                    UsageRecord{r.userTime + r.systemTime, r.footprint, r.energy, r.diskRead, r.diskWrite, r.wakeups};
             }
         }
         if (!usage && !(otherUser && newUnreadable.contains(info.pid))) {
@@ -146,9 +145,8 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
 
         auto old = previous_.find(info.pid);
         auto oldIdentity = identities_.find(info.pid);
-        bool hasBase = old != previous_.end() && now > old->second.date &&
-                       usage->cpuTime >= old->second.cpuTime && oldIdentity != identities_.end() &&
-                       oldIdentity->second.startTime == info.startTime;
+        bool hasBase = old != previous_.end() && now > old->second.date && usage->cpuTime >= old->second.cpuTime &&
+                       oldIdentity != identities_.end() && oldIdentity->second.startTime == info.startTime;
         if (hasBase) {
             const Counters& base = old->second;
             double span = timebase_ * static_cast<double>(now - base.date);  // nanoseconds

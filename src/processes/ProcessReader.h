@@ -20,7 +20,7 @@ namespace qm {
 
 class ProcessReader : public ProcessListSource {
 public:
-    static constexpr double helperTimeout = 0.6;  // seconds the sampler may wait for the helper
+    static constexpr double helperTimeout = 0.6;    // seconds the sampler may wait for the helper
     static constexpr double psCacheLifetime = 4.5;  // seconds between two `ps` runs
 
     struct Result {
@@ -31,8 +31,7 @@ public:
     };
 
     ProcessReader(std::unique_ptr<ProcessSource> source, std::unique_ptr<KeyResolver> resolver,
-                  std::unique_ptr<HelperTransport> helper = nullptr,
-                  const Clock& clock = Clock::system());
+                  std::unique_ptr<HelperTransport> helper = nullptr, const Clock& clock = Clock::system());
 
     // The sampler's view: groups, count and flags.
     ProcessReadResult read(bool includeRestricted) override;
@@ -46,8 +45,8 @@ public:
 
 private:
     struct PSFigures {
-        double cpu = 0;     // percent
-        uint64_t rss = 0;   // bytes
+        double cpu = 0;    // percent
+        uint64_t rss = 0;  // bytes
     };
     struct PSBase {
         double cpuSeconds = 0;

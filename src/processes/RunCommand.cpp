@@ -40,8 +40,10 @@ std::optional<std::string> runCommand(const std::string& program, const std::vec
     char buffer[16384];
     while (true) {
         ssize_t n = ::read(pipeFds[0], buffer, sizeof buffer);
-        if (n > 0) output.append(buffer, static_cast<size_t>(n));
-        else if (n == 0 || errno != EINTR) break;
+        if (n > 0)
+            output.append(buffer, static_cast<size_t>(n));
+        else if (n == 0 || errno != EINTR)
+            break;
     }
     ::close(pipeFds[0]);
     int status = 0;

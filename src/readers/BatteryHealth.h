@@ -20,9 +20,9 @@ class AppleBatteryHealth {
 public:
     static constexpr double refreshPeriod = 21600;  // six hours, in seconds
 
-    using Measure = std::function<std::optional<double>()>;           // slow, blocking
-    using Launch = std::function<void(std::function<void()> job)>;   // runs a job in the background
-    using Now = std::function<double()>;                              // seconds, any epoch
+    using Measure = std::function<std::optional<double>()>;         // slow, blocking
+    using Launch = std::function<void(std::function<void()> job)>;  // runs a job in the background
+    using Now = std::function<double()>;                            // seconds, any epoch
 
     AppleBatteryHealth(Measure measure, Launch launch, Now now);
 

@@ -33,8 +33,8 @@ BatteryStats batteryFromPowerSources(const std::vector<PropertyMap>& description
         battery.percent = current / max * 100.0;
         battery.isCharging = propertyBool(description, "Is Charging").value_or(false);
         battery.onAC = propertyString(description, "Power Source State") == "AC Power";
-        auto toFull = battery.isCharging ? wholeMinutes(propertyNumber(description, "Time to Full Charge"))
-                                         : std::nullopt;
+        auto toFull =
+            battery.isCharging ? wholeMinutes(propertyNumber(description, "Time to Full Charge")) : std::nullopt;
         battery.minutesRemaining = toFull ? toFull : wholeMinutes(propertyNumber(description, "Time to Empty"));
         break;
     }
@@ -70,7 +70,8 @@ PowerReading applySmartBattery(BatteryStats battery, const PropertyMap* smartBat
 
     std::optional<double> telemetry;
     if (const auto* data = propertyDictionary(smart, "PowerTelemetryData"))
-        if (auto milliwatts = propertyNumber(*data, "SystemLoad"); milliwatts && *milliwatts > 0 && *milliwatts < 1'000'000)
+        if (auto milliwatts = propertyNumber(*data, "SystemLoad");
+            milliwatts && *milliwatts > 0 && *milliwatts < 1'000'000)
             telemetry = *milliwatts / 1000.0;
     return {battery, systemPowerOrDischarge(telemetry, battery)};
 }

@@ -45,8 +45,8 @@ CPUStats CPUReader::read() {
 
     CPUStats stats = cpuShares(previous_, counters);
     const size_t cpus = stats.perCore.size();
-    stats.coreTypes = coreTypes_.size() == cpus ? coreTypes_
-                                                : std::vector<CPUStats::CoreType>(cpus, CPUStats::CoreType::unknown);
+    stats.coreTypes =
+        coreTypes_.size() == cpus ? coreTypes_ : std::vector<CPUStats::CoreType>(cpus, CPUStats::CoreType::unknown);
     if (auto load = source_->loadAverage()) stats.load = *load;
     previous_ = std::move(counters);
     return stats;

@@ -39,8 +39,7 @@ std::vector<CoreType> coreTypesFromCapacities(const std::vector<std::optional<ui
 
 std::vector<CoreType> coreTypesFromCounts(size_t cpuCount, int64_t performance, int64_t efficiency) {
     std::vector<CoreType> types(cpuCount, CoreType::unknown);
-    if (performance <= 0 || efficiency <= 0 || static_cast<size_t>(performance + efficiency) != cpuCount)
-        return types;
+    if (performance <= 0 || efficiency <= 0 || static_cast<size_t>(performance + efficiency) != cpuCount) return types;
     for (size_t i = 0; i < cpuCount; ++i)
         types[i] = static_cast<int64_t>(i) < performance ? CoreType::performance : CoreType::efficiency;
     return types;

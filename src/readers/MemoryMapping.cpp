@@ -62,8 +62,8 @@ MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> compr
     MemoryStats m;
     m.total = field(info, "MemTotal");
     m.app = field(info, "AnonPages");
-    m.wired = field(info, "Unevictable") + field(info, "SUnreclaim") + field(info, "KernelStack") +
-              field(info, "PageTables");
+    m.wired =
+        field(info, "Unevictable") + field(info, "SUnreclaim") + field(info, "KernelStack") + field(info, "PageTables");
     m.compressed = compressed ? *compressed : field(info, "Zswap");
     m.cached = minusFloor(field(info, "Cached") + field(info, "SReclaimable"), field(info, "Shmem"));
     m.free = field(info, "MemFree");
@@ -96,8 +96,8 @@ std::optional<uint64_t> parseZramUsed(std::string_view mmStat) {
     return parseUInt(fields[2]);
 }
 
-MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize,
-                               uint64_t swapUsed, uint64_t swapTotal, std::optional<int64_t> availableLevel,
+MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize, uint64_t swapUsed,
+                               uint64_t swapTotal, std::optional<int64_t> availableLevel,
                                std::optional<int64_t> pressureCode) {
     MemoryStats m;
     m.total = total;

@@ -54,8 +54,8 @@ struct VMCounts {
 
 // `vm` absent when host_statistics64 failed; `availableLevel` is
 // kern.memorystatus_level (0-100), `pressureCode` kern.memorystatus_vm_pressure_level.
-MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize,
-                               uint64_t swapUsed, uint64_t swapTotal, std::optional<int64_t> availableLevel,
+MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize, uint64_t swapUsed,
+                               uint64_t swapTotal, std::optional<int64_t> availableLevel,
                                std::optional<int64_t> pressureCode);
 
 }  // namespace qm

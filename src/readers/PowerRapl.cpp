@@ -4,8 +4,7 @@ namespace qm {
 
 std::optional<double> RaplMeter::update(const std::vector<RaplZone>& zones, double seconds) {
     bool comparable = !previous_.empty() && previous_.size() == zones.size();
-    for (size_t i = 0; comparable && i < zones.size(); ++i)
-        comparable = previous_[i].name == zones[i].name;
+    for (size_t i = 0; comparable && i < zones.size(); ++i) comparable = previous_[i].name == zones[i].name;
 
     std::optional<double> watts;
     const double elapsed = seconds - previousSeconds_;

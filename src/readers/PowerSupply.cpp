@@ -29,8 +29,8 @@ std::string text(const SupplyProperties& p, const std::string& key) {
 }
 
 bool isAdapterType(std::string_view type) {
-    static constexpr std::array<std::string_view, 10> adapters{
-        "Mains", "USB", "USB_C", "USB_PD", "USB_PD_DRP", "USB_DCP", "USB_CDP", "USB_ACA", "BrickID", "Wireless"};
+    static constexpr std::array<std::string_view, 10> adapters{"Mains",   "USB",     "USB_C",   "USB_PD",  "USB_PD_DRP",
+                                                               "USB_DCP", "USB_CDP", "USB_ACA", "BrickID", "Wireless"};
     return std::find(adapters.begin(), adapters.end(), type) != adapters.end();
 }
 
@@ -41,9 +41,9 @@ struct Cell {
     std::optional<double> capacity;  // percent as the battery reports it
     std::string status;
     std::optional<double> now, full, design;
-    std::optional<double> rate;        // for time estimates, same unit family as the energies
-    std::optional<double> watts;       // real watts, unsigned
-    bool rawNegative = false;          // current_now or power_now printed negative
+    std::optional<double> rate;             // for time estimates, same unit family as the energies
+    std::optional<double> watts;            // real watts, unsigned
+    bool rawNegative = false;               // current_now or power_now printed negative
     std::optional<double> toEmpty, toFull;  // minutes, when the driver reports them
     std::optional<double> cycles;
     std::optional<double> temperature;
@@ -109,15 +109,17 @@ Cell combine(const std::vector<Cell>& cells) {
     double capacities = 0;
     size_t withCapacity = 0;
     for (const auto& cell : cells) {
-        if (cell.status == "Charging") all.status = "Charging";
-        else if (cell.status == "Discharging" && all.status != "Charging") all.status = "Discharging";
+        if (cell.status == "Charging")
+            all.status = "Charging";
+        else if (cell.status == "Discharging" && all.status != "Charging")
+            all.status = "Discharging";
         if (cell.capacity) capacities += *cell.capacity, ++withCapacity;
     }
     if (all.now && all.full && *all.full > 0)
         all.capacity = *all.now / *all.full * 100.0;
     else
-        all.capacity = withCapacity ? std::optional<double>(capacities / static_cast<double>(withCapacity))
-                                    : std::nullopt;
+        all.capacity =
+            withCapacity ? std::optional<double>(capacities / static_cast<double>(withCapacity)) : std::nullopt;
     return all;
 }
 

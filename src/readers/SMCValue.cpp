@@ -43,9 +43,7 @@ std::string smcCodeText(uint32_t code) {
     return text;
 }
 
-std::string fanKey(int64_t index, std::string_view suffix) {
-    return "F" + std::to_string(index) + std::string(suffix);
-}
+std::string fanKey(int64_t index, std::string_view suffix) { return "F" + std::to_string(index) + std::string(suffix); }
 
 std::vector<FanReading> readSMCFans(std::optional<int64_t>& fanCount,
                                     const std::function<std::optional<double>(const std::string&)>& readKey) {

@@ -17,9 +17,8 @@ std::string lowered(std::string_view text) {
 }
 
 bool containsAny(const std::string& name, std::initializer_list<std::string_view> needles) {
-    return std::any_of(needles.begin(), needles.end(), [&](std::string_view needle) {
-        return name.find(needle) != std::string::npos;
-    });
+    return std::any_of(needles.begin(), needles.end(),
+                       [&](std::string_view needle) { return name.find(needle) != std::string::npos; });
 }
 
 }  // namespace
@@ -44,15 +43,12 @@ std::optional<SensorReading::Group> groupForChip(std::string_view chip) {
     // hwmon turns '-' into '_' in chip names, so both spellings of a thermal-zone
     // type are listed.
     static constexpr std::array<Entry, 19> table{{
-        {"coretemp", Group::cpu},       {"k10temp", Group::cpu},
-        {"k8temp", Group::cpu},         {"zenpower", Group::cpu},
-        {"cpu_thermal", Group::cpu},    {"cpu-thermal", Group::cpu},
-        {"x86_pkg_temp", Group::cpu},   {"soc_thermal", Group::cpu},
-        {"bcm2835_thermal", Group::cpu}, {"amdgpu", Group::gpu},
-        {"radeon", Group::gpu},         {"nouveau", Group::gpu},
-        {"i915", Group::gpu},           {"xe", Group::gpu},
-        {"nvme", Group::storage},       {"drivetemp", Group::storage},
-        {"jc42", Group::memory},        {"spd5118", Group::memory},
+        {"coretemp", Group::cpu},      {"k10temp", Group::cpu},     {"k8temp", Group::cpu},
+        {"zenpower", Group::cpu},      {"cpu_thermal", Group::cpu}, {"cpu-thermal", Group::cpu},
+        {"x86_pkg_temp", Group::cpu},  {"soc_thermal", Group::cpu}, {"bcm2835_thermal", Group::cpu},
+        {"amdgpu", Group::gpu},        {"radeon", Group::gpu},      {"nouveau", Group::gpu},
+        {"i915", Group::gpu},          {"xe", Group::gpu},          {"nvme", Group::storage},
+        {"drivetemp", Group::storage}, {"jc42", Group::memory},     {"spd5118", Group::memory},
         {"gpu_thermal", Group::gpu},
     }};
     for (const auto& entry : table)

@@ -29,9 +29,7 @@ struct GroupFigures {
     std::optional<double> mean() const {
         return count ? std::optional<double>(sum / static_cast<double>(count)) : std::nullopt;
     }
-    std::optional<double> hottest() const {
-        return count ? std::optional<double>(max) : std::nullopt;
-    }
+    std::optional<double> hottest() const { return count ? std::optional<double>(max) : std::nullopt; }
 };
 
 }  // namespace

@@ -126,8 +126,8 @@ std::string_view rawValue(AppsTable::Column column) {
 }
 
 std::optional<AppsTable::Column> appsColumnFromRaw(std::string_view raw) {
-    for (auto c : {AppsTable::Column::cpu, AppsTable::Column::memory, AppsTable::Column::power,
-                   AppsTable::Column::disk})
+    for (auto c :
+         {AppsTable::Column::cpu, AppsTable::Column::memory, AppsTable::Column::power, AppsTable::Column::disk})
         if (rawValue(c) == raw) return c;
     return std::nullopt;
 }

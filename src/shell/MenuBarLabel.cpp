@@ -8,8 +8,8 @@ namespace qm {
 
 double memoryShare(const MemoryStats& memory) {
     if (memory.total == 0) return 0;
-    return static_cast<double>(memory.app + memory.wired + memory.compressed) /
-           static_cast<double>(memory.total) * 100.0;
+    return static_cast<double>(memory.app + memory.wired + memory.compressed) / static_cast<double>(memory.total) *
+           100.0;
 }
 
 std::optional<double> menuBarPower(const Snapshot& snapshot) {
@@ -21,8 +21,7 @@ std::optional<double> menuBarPower(const Snapshot& snapshot) {
 }
 
 bool menuBarAlert(const Snapshot& snapshot) {
-    return snapshot.thermal.state > ThermalState::fair ||
-           snapshot.memory.pressureLevel == PressureLevel::critical;
+    return snapshot.thermal.state > ThermalState::fair || snapshot.memory.pressureLevel == PressureLevel::critical;
 }
 
 namespace {

@@ -37,7 +37,8 @@ std::string linuxWording(const std::string& text) {
                 // A sentence that starts with the word keeps its capital letter.
                 size_t back = out.find_last_not_of(' ');
                 const bool sentenceStart = back == std::string::npos || out[back] == '.' || out[back] == '\n';
-                if (sentenceStart) replacement[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(replacement[0])));
+                if (sentenceStart)
+                    replacement[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(replacement[0])));
                 out += replacement;
                 i = end;
                 replaced = true;

@@ -52,8 +52,8 @@ int64_t countRows(const std::string& path, const char* table) {
 }
 
 TEST(CommandLineTest, NonsenseArgumentsGiveOneLineAndExitCodeTwo) {
-    for (const char* arguments : {"--frobnicate", "sample --count -3", "sample --interval 0.2", "nosuchcommand",
-                                  "bar --style sideways"}) {
+    for (const char* arguments :
+         {"--frobnicate", "sample --count -3", "sample --interval 0.2", "nosuchcommand", "bar --style sideways"}) {
         Result r = run(arguments);
         EXPECT_EQ(r.status, 2) << arguments;
         EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 1) << arguments << ": " << r.output;

@@ -61,16 +61,32 @@ inline Platform fakePlatform(const std::shared_ptr<FakeMachine>& m) {
     };
 
     Platform p = Platform::empty();
-    p.gpu = [m] { auto s = std::make_unique<GPU>(); s->m = m; return s; };
-    p.power = [m] { auto s = std::make_unique<Power>(); s->m = m; return s; };
+    p.gpu = [m] {
+        auto s = std::make_unique<GPU>();
+        s->m = m;
+        return s;
+    };
+    p.power = [m] {
+        auto s = std::make_unique<Power>();
+        s->m = m;
+        return s;
+    };
     p.sensors = [m] {
         ++m->sensorSourcesMade;
         auto s = std::make_unique<Sensors>();
         s->m = m;
         return s;
     };
-    p.processes = [m] { auto s = std::make_unique<Processes>(); s->m = m; return s; };
-    p.self = [m] { auto s = std::make_unique<Self>(); s->m = m; return s; };
+    p.processes = [m] {
+        auto s = std::make_unique<Processes>();
+        s->m = m;
+        return s;
+    };
+    p.self = [m] {
+        auto s = std::make_unique<Self>();
+        s->m = m;
+        return s;
+    };
     p.bootTime = [m] { return m->bootTime; };
     p.thermalState = [m] { return m->thermalState; };
     return p;

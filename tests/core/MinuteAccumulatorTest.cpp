@@ -166,7 +166,8 @@ TEST(MinuteAccumulatorTest, KeepsTheTenMostActiveAppsPlusMissingMemoryHolders) {
     // The biggest memory holder ranks 12th by activity: it is appended after the ten.
     auto rows = twelveApps(12).build(0).second;
     ASSERT_EQ(rows.size(), 11u);
-    for (int i = 0; i < 10; ++i) EXPECT_EQ(rows[i].key, "proc:a" + std::string(i < 9 ? "0" : "") + std::to_string(i + 1));
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(rows[i].key, "proc:a" + std::string(i < 9 ? "0" : "") + std::to_string(i + 1));
     EXPECT_EQ(rows[10].key, "proc:a12");
 
     // Ranked 5th it is already among the ten, as are the next two holders.

@@ -58,9 +58,9 @@ TEST_F(MonitorTest, SeriesStayBoundedNewestLastAndNonFiniteBecomesZero) {
         s.thermal.socTemp = i == 199 ? std::optional<double>(NAN) : std::optional<double>(50);
         monitor.apply(s);
     }
-    for (const auto* series : {&monitor.cpuSeries(), &monitor.memorySeries(), &monitor.powerSeries(),
-                               &monitor.gpuSeries(), &monitor.tempSeries(), &monitor.rxSeries(),
-                               &monitor.diskWriteSeries()})
+    for (const auto* series :
+         {&monitor.cpuSeries(), &monitor.memorySeries(), &monitor.powerSeries(), &monitor.gpuSeries(),
+          &monitor.tempSeries(), &monitor.rxSeries(), &monitor.diskWriteSeries()})
         EXPECT_EQ(series->size(), Monitor::maxPoints);
     EXPECT_EQ(monitor.cpuSeries().front(), 20);
     EXPECT_EQ(monitor.cpuSeries().back(), 199);
@@ -106,7 +106,8 @@ TEST_F(MonitorTest, AnAppGoneForOneTickLosesItsSeries) {
 
 TEST_F(MonitorTest, SixtyEventsAtOnceKeepTheFiftyNewestFirst) {
     std::vector<TimelineEvent> batch;
-    for (int i = 0; i < 60; ++i) batch.push_back(TimelineEvent{i + 1, 1000.0 + i, EventKind::highCPU, 1, "t", "d", {}, {}});
+    for (int i = 0; i < 60; ++i)
+        batch.push_back(TimelineEvent{i + 1, 1000.0 + i, EventKind::highCPU, 1, "t", "d", {}, {}});
     int heard = 0;
     monitor.onEvents = [&](const std::vector<TimelineEvent>& events) { heard += static_cast<int>(events.size()); };
     monitor.receive(batch);

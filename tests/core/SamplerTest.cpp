@@ -10,8 +10,8 @@ namespace {
 using testing::FakeMachine;
 using testing::RecordingHistory;
 
-constexpr Date kMinute = 1'700'000'040;        // a whole Unix minute ("12:00:00")
-constexpr Date kSixHourMark = 1'700'006'400;   // Unix minute 28'333'440 = 360 × 78'704
+constexpr Date kMinute = 1'700'000'040;       // a whole Unix minute ("12:00:00")
+constexpr Date kSixHourMark = 1'700'006'400;  // Unix minute 28'333'440 = 360 × 78'704
 
 AppGroup busyApp(const std::string& name) {
     AppGroup g;

@@ -71,8 +71,17 @@ TEST(SnapshotTest, EmptySnapshotHoldsTheDocumentedDefaults) {
 }
 
 TEST(SnapshotTest, GroupEqualityIsShallowAndRecordsHashFieldByField) {
-    AppGroup a{"app:/Applications/Safari.app", "Safari", ProcessKind::app, "/Applications/Safari.app",
-               "com.apple.Safari", {ProcessSample{}}, 12.5, 1000, 1.5, 10, 20};
+    AppGroup a{"app:/Applications/Safari.app",
+               "Safari",
+               ProcessKind::app,
+               "/Applications/Safari.app",
+               "com.apple.Safari",
+               {ProcessSample{}},
+               12.5,
+               1000,
+               1.5,
+               10,
+               20};
     AppGroup b = a;
     b.name = "Other";
     b.power.reset();
@@ -105,13 +114,22 @@ TEST(SnapshotJsonTest, FieldNamesEnumsAndNullsForAbsentValues) {
     s.systemPower = 7.5;
     s.thermal.state = ThermalState::serious;
     s.thermal.fans = {FanReading{0, 1200, std::nullopt, 5000.0}};
-    s.groups = {AppGroup{"proc:kernel_task", "kernel_task", ProcessKind::system, std::nullopt, std::nullopt,
-                         {}, 3, 4, std::nullopt, 0, 0}};
+    s.groups = {AppGroup{"proc:kernel_task",
+                         "kernel_task",
+                         ProcessKind::system,
+                         std::nullopt,
+                         std::nullopt,
+                         {},
+                         3,
+                         4,
+                         std::nullopt,
+                         0,
+                         0}};
 
     const json j = s;
-    for (const char* key : {"date", "interval", "cpu", "memory", "gpu", "systemPower", "network", "disk", "battery",
-                            "thermal", "groups", "processCount", "restrictedVisible", "helperActive", "selfCost",
-                            "uptime"})
+    for (const char* key :
+         {"date", "interval", "cpu", "memory", "gpu", "systemPower", "network", "disk", "battery", "thermal", "groups",
+          "processCount", "restrictedVisible", "helperActive", "selfCost", "uptime"})
         EXPECT_TRUE(j.contains(key)) << key;
     EXPECT_TRUE(j["gpu"].is_null());
     EXPECT_EQ(j["systemPower"], 7.5);
@@ -139,8 +157,8 @@ TEST(SnapshotJsonTest, FieldNamesEnumsAndNullsForAbsentValues) {
 }
 
 TEST(SnapshotJsonTest, EventsRoundTripAndUnknownKindsAreRejected) {
-    TimelineEvent e{7, 1'700'000'000.25, EventKind::memoryGrowth, 2, "Safari is growing", "3 GB", "app:/S.app",
-                    std::nullopt};
+    TimelineEvent e{
+        7, 1'700'000'000.25, EventKind::memoryGrowth, 2, "Safari is growing", "3 GB", "app:/S.app", std::nullopt};
     const json j = e;
     EXPECT_EQ(j["kind"], "memoryGrowth");
     EXPECT_TRUE(j["appName"].is_null());

@@ -22,8 +22,8 @@ TEST_F(FmtTest, NumberClampsPlacesAndRoundsHalfToEven) {
     EXPECT_EQ(Fmt::number(12, 0), "12");
     EXPECT_EQ(Fmt::number(1.5, 0), "2");
     EXPECT_EQ(Fmt::number(2.5, 0), "2");
-    EXPECT_EQ(Fmt::number(1.2345, 7), "1.23");  // more than two places counts as two
-    EXPECT_EQ(Fmt::number(1.7, -3), "2");       // fewer than none counts as none
+    EXPECT_EQ(Fmt::number(1.2345, 7), "1.23");        // more than two places counts as two
+    EXPECT_EQ(Fmt::number(1.7, -3), "2");             // fewer than none counts as none
     EXPECT_EQ(Fmt::number(12345678, 0), "12345678");  // never a grouping separator
 }
 

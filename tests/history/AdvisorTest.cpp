@@ -4,10 +4,10 @@
 
 #include <cmath>
 
+#include "TempDirectory.h"
 #include "core/Clock.h"
 #include "history/HistoryStore.h"
 #include "shell/fmt/Fmt.h"
-#include "TempDirectory.h"
 
 using namespace qm;
 using namespace qm::advisor;
@@ -78,8 +78,7 @@ TEST_F(AdvisorTest, CardTextsCarryTheFormattedFigures) {
 
     Card enough = card(profile(3, 1), 16);
     EXPECT_EQ(enough.title, "16 GB is enough for how you work.");
-    EXPECT_EQ(enough.text,
-              "You hit memory pressure 3% of the time, usually when many heavy apps are open together.");
+    EXPECT_EQ(enough.text, "You hit memory pressure 3% of the time, usually when many heavy apps are open together.");
     EXPECT_EQ(enough.symbol, "info.circle.fill");
 
     Card upgrade = card(profile(12, 7.5), 8);

@@ -6,9 +6,9 @@
 #include <ctime>
 #include <numeric>
 
+#include "TempDirectory.h"
 #include "history/HistoryStore.h"
 #include "shell/fmt/Fmt.h"
-#include "TempDirectory.h"
 
 using namespace qm;
 using qm::testing::TempDirectory;
@@ -83,7 +83,7 @@ TEST_F(EnergyTest, MachinePowerPrefersThePlatformFigureElseSumsTheApps) {
 TEST_F(EnergyTest, PowerNowListsMeaningfulDrawMostFirstUpToTheLimit) {
     Snapshot s;
     s.groups = {group("proc:idle", 0.05), group("proc:none", std::nullopt), group("proc:mid", 1.5),
-                group("proc:top", 8.0),   group("proc:low", 0.1),          group("proc:bad", std::nan(""))};
+                group("proc:top", 8.0),   group("proc:low", 0.1),           group("proc:bad", std::nan(""))};
     auto users = energy::powerNow(s);
     ASSERT_EQ(users.size(), 3u);
     EXPECT_EQ(users[0].name, "top");

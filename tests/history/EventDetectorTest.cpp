@@ -68,8 +68,7 @@ TEST_F(EventDetectorTest, HighCPUNeedsTheWholeStretchAndCoolsDown) {
     EXPECT_EQ(e.id, 0);
     EXPECT_EQ(e.date, clock.now());
     EXPECT_EQ(e.title, "Blender is using a lot of CPU");
-    EXPECT_EQ(e.detail, Fmt::percent(90.0) +
-                            " of a core for 3 min. This drains battery and heats your Mac.");
+    EXPECT_EQ(e.detail, Fmt::percent(90.0) + " of a core for 3 min. This drains battery and heats your Mac.");
     EXPECT_EQ(e.appKey, "app:/usr/share/applications/blender.desktop");
     EXPECT_EQ(e.appName, "Blender");
 
@@ -126,13 +125,11 @@ TEST_F(EventDetectorTest, MemoryGrowthNeedsSizeSpanGrowthAndASteadyRise) {
     EXPECT_EQ(events[0].severity, 1);
     EXPECT_EQ(events[0].title, "Leaky keeps using more memory");
     EXPECT_EQ(events[0].detail, "Grew by " + Fmt::bytes(1'750'000'000.0) + " in 25 min (now " +
-                                    Fmt::bytes(2'850'000'000.0) +
-                                    "). Restarting it usually frees this.");
+                                    Fmt::bytes(2'850'000'000.0) + "). Restarting it usually frees this.");
     EXPECT_EQ(events[0].appKey, "app:leaky");
 
     // Held back for three hours even though it keeps growing; the check runs once a minute.
-    for (int k = 26; k < 40; ++k)
-        EXPECT_TRUE(at(1'100'000'000 + k * 70'000'000ULL, 1, 1).empty());
+    for (int k = 26; k < 40; ++k) EXPECT_TRUE(at(1'100'000'000 + k * 70'000'000ULL, 1, 1).empty());
     EXPECT_TRUE(detector.process(s).empty());
 }
 
@@ -194,8 +191,8 @@ TEST_F(EventDetectorTest, ThermalReportsARiseToSeriousOncePerTwentyMinutes) {
     ASSERT_EQ(hot.size(), 1u);
     EXPECT_EQ(hot[0].kind, EventKind::thermal);
     EXPECT_EQ(hot[0].title, "Your Mac is running hot");
-    EXPECT_EQ(hot[0].detail, "macOS is slowing things down to cool off. Busiest app: ffmpeg (" +
-                                 Fmt::percent(350.0) + ").");
+    EXPECT_EQ(hot[0].detail,
+              "macOS is slowing things down to cool off. Busiest app: ffmpeg (" + Fmt::percent(350.0) + ").");
     EXPECT_EQ(hot[0].appKey, "proc:ffmpeg");
     EXPECT_TRUE(at(ThermalState::critical).empty());  // within 20 minutes
 
@@ -210,8 +207,7 @@ TEST_F(EventDetectorTest, ThermalReportsARiseToSeriousOncePerTwentyMinutes) {
 TEST_F(EventDetectorTest, IndexingNeedsNinetySecondsOfLoadAndCoolsDownTwoHours) {
     Snapshot s;
     // The kernel's 15-character names are recognised too.
-    s.groups = {group("proc:tracker-miner-f", "tracker-miner-f", 40),
-                group("proc:baloo_file", "baloo_file", 21)};
+    s.groups = {group("proc:tracker-miner-f", "tracker-miner-f", 40), group("proc:baloo_file", "baloo_file", 21)};
     detector.process(s);
     EXPECT_TRUE(tick(s, 1).empty());  // 61 % starts the stretch
     EXPECT_TRUE(tick(s, 90).empty());
@@ -219,8 +215,7 @@ TEST_F(EventDetectorTest, IndexingNeedsNinetySecondsOfLoadAndCoolsDownTwoHours) 
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].kind, EventKind::spotlight);
     EXPECT_EQ(events[0].severity, 0);
-    EXPECT_EQ(events[0].detail, "tracker-miner-fs-3 and baloo_file are cataloguing files (" +
-                                    Fmt::percent(61.0) +
+    EXPECT_EQ(events[0].detail, "tracker-miner-fs-3 and baloo_file are cataloguing files (" + Fmt::percent(61.0) +
                                     " CPU). Normal after updates or big file changes; it settles "
                                     "on its own.");
     EXPECT_FALSE(events[0].appKey.has_value());
@@ -261,8 +256,7 @@ TEST_F(EventDetectorTest, SwapIsReportedInStepsOfTwoGigabytesAboveFour) {
     EXPECT_EQ(events[0].kind, EventKind::swap);
     EXPECT_EQ(events[0].severity, 1);
     EXPECT_EQ(events[0].title, "Your Mac is swapping to disk");
-    EXPECT_EQ(events[0].detail,
-              Fmt::number(6.0, 1) + " GB of memory moved to the SSD. Things may feel slower.");
+    EXPECT_EQ(events[0].detail, Fmt::number(6.0, 1) + " GB of memory moved to the SSD. Things may feel slower.");
     EXPECT_TRUE(at(7.9).empty());
     EXPECT_EQ(at(8.0).size(), 1u);
     EXPECT_TRUE(at(6.5).empty());  // within 2 GB of the baseline: it stays at 8

@@ -8,9 +8,9 @@
 #include <fstream>
 #include <thread>
 
-#include "history/HistoryFiles.h"
 #include "LogCapture.h"
 #include "TempDirectory.h"
+#include "history/HistoryFiles.h"
 
 using namespace qm;
 using qm::testing::LogCapture;
@@ -36,8 +36,7 @@ SystemMinute minuteAt(int64_t ts, double cpu = 10) {
     return m;
 }
 
-AppMinute appAt(int64_t ts, const std::string& key, double cpu, double energy = 0,
-                double memory = 1e8) {
+AppMinute appAt(int64_t ts, const std::string& key, double cpu, double energy = 0, double memory = 1e8) {
     return {ts, key, key.substr(key.find(':') + 1), cpu, memory, energy, 100};
 }
 
@@ -64,8 +63,7 @@ int64_t rawCount(const std::string& path, const std::string& table) {
     sqlite3_open(path.c_str(), &db);
     sqlite3_stmt* stmt = nullptr;
     int64_t count = -1;
-    if (sqlite3_prepare_v2(db, ("SELECT COUNT(*) FROM " + table).c_str(), -1, &stmt, nullptr) ==
-            SQLITE_OK &&
+    if (sqlite3_prepare_v2(db, ("SELECT COUNT(*) FROM " + table).c_str(), -1, &stmt, nullptr) == SQLITE_OK &&
         sqlite3_step(stmt) == SQLITE_ROW)
         count = sqlite3_column_int64(stmt, 0);
     sqlite3_finalize(stmt);
@@ -146,10 +144,10 @@ TEST(HistoryStore, EventsComeNewestFirstCappedAndSkipUnknownKinds) {
     store.write(withApp);
     for (int i = 1; i <= 510; ++i) store.write(eventAt(base + i, EventKind::swap));
     store.waitUntilIdle();
-    rawExec(path, "INSERT INTO event(ts,kind,severity,title,detail) VALUES(" +
-                      std::to_string(base + 1000) + ",'batteryHealth',0,'x','y');");
-    rawExec(path, "INSERT INTO event(ts,kind,severity,title,detail) VALUES(" +
-                      std::to_string(base + 1001) + ",NULL,0,NULL,NULL);");
+    rawExec(path, "INSERT INTO event(ts,kind,severity,title,detail) VALUES(" + std::to_string(base + 1000) +
+                      ",'batteryHealth',0,'x','y');");
+    rawExec(path, "INSERT INTO event(ts,kind,severity,title,detail) VALUES(" + std::to_string(base + 1001) +
+                      ",NULL,0,NULL,NULL);");
 
     auto newest = store.eventsSync(base, base + 2000);
     ASSERT_EQ(newest.size(), 498u);  // 500 rows read; the two of unknown kind left out
@@ -182,9 +180,9 @@ TEST(HistoryStore, TopAppsWindowIncludesItsStartAndExcludesItsEnd) {
     ASSERT_EQ(top.size(), 6u);  // at most six
     EXPECT_EQ(top[0].key, "proc:b");
     EXPECT_EQ(top[1].key, "proc:a");
-    EXPECT_DOUBLE_EQ(top[1].cpu, 15);       // average
-    EXPECT_DOUBLE_EQ(top[1].memory, 7e8);   // peak
-    EXPECT_DOUBLE_EQ(top[1].energy, 3);     // summed
+    EXPECT_DOUBLE_EQ(top[1].cpu, 15);      // average
+    EXPECT_DOUBLE_EQ(top[1].memory, 7e8);  // peak
+    EXPECT_DOUBLE_EQ(top[1].energy, 3);    // summed
     EXPECT_DOUBLE_EQ(top[1].diskWrite, 200);
     for (const auto& app : top) {
         EXPECT_NE(app.key, "proc:before");
@@ -257,8 +255,7 @@ TEST(HistoryStore, PruningKeepsAppDetailAMonthAndTheRestAYear) {
     ManualClock clock(base + 400LL * 86400);
     HistoryStore store(dir.file("history.sqlite"), nullptr, clock);
     int64_t now = base + 400LL * 86400;
-    for (int64_t age : {int64_t(367) * 86400, int64_t(365) * 86400, int64_t(32) * 86400,
-                        int64_t(30) * 86400}) {
+    for (int64_t age : {int64_t(367) * 86400, int64_t(365) * 86400, int64_t(32) * 86400, int64_t(30) * 86400}) {
         int64_t ts = now - age;
         store.write(minuteAt(ts), {appAt(ts, "proc:a", 1)});
         store.write(eventAt(static_cast<Date>(ts)));
@@ -275,8 +272,7 @@ TEST(HistoryStore, PruningKeepsAppDetailAMonthAndTheRestAYear) {
 TEST(HistoryStore, EraseAllEmptiesTablesButKeepsEventNumbering) {
     TempDirectory dir;
     HistoryStore store(dir.file("history.sqlite"));
-    for (int i = 0; i < 2000; ++i)
-        store.write(minuteAt(base + 60 * i), {appAt(base + 60 * i, "proc:a", 1)});
+    for (int i = 0; i < 2000; ++i) store.write(minuteAt(base + 60 * i), {appAt(base + 60 * i, "proc:a", 1)});
     store.write(eventAt(base));
     store.waitUntilIdle();
     uint64_t full = store.fileSize();
@@ -357,8 +353,7 @@ TEST(HistoryStore, UnreadableFileIsMovedAsideAndAFreshDatabaseStarts) {
     // start; a second failure in the same second gets its own name.
     {
         HistoryStore store(path, nullptr, clock);
-        for (int i = 0; i < 500; ++i)
-            store.write(minuteAt(base + 60 * i), {appAt(base + 60 * i, "proc:a", 1)});
+        for (int i = 0; i < 500; ++i) store.write(minuteAt(base + 60 * i), {appAt(base + 60 * i, "proc:a", 1)});
         store.prune();  // move everything into the main file
     }
     {
@@ -380,8 +375,7 @@ TEST(HistoryDatabase, AFullDiskFailsWritesWithOneLogLineAndKeepsGoing) {
     ASSERT_TRUE(db.isOpen());
     db.write(minuteAt(base), {appAt(base, "proc:a", 1)});
     // Cap the file at its current size: every later page allocation fails as on a full disk.
-    sqlite3_exec(db.handle(), "PRAGMA wal_checkpoint(TRUNCATE); PRAGMA max_page_count=1;",
-                 nullptr, nullptr, nullptr);
+    sqlite3_exec(db.handle(), "PRAGMA wal_checkpoint(TRUNCATE); PRAGMA max_page_count=1;", nullptr, nullptr, nullptr);
     for (int i = 1; i < 200; ++i) {
         std::vector<AppMinute> apps;
         for (int k = 0; k < 13; ++k)

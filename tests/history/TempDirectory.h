@@ -9,8 +9,7 @@ namespace qm::testing {
 class TempDirectory {
 public:
     TempDirectory() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "quillmere-history-XXXXXX").string();
+        std::string pattern = (std::filesystem::temp_directory_path() / "quillmere-history-XXXXXX").string();
         path_ = ::mkdtemp(pattern.data());
     }
     ~TempDirectory() {

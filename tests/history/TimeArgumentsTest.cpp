@@ -12,8 +12,8 @@ TEST(TimeArguments, DurationsNeedAWholeCountAndAUnit) {
     EXPECT_EQ(parseDuration("7d"), 604800);
     EXPECT_EQ(parseDuration("1w"), 604800);
     EXPECT_EQ(parseDuration("45s"), 45);
-    for (const char* nonsense : {"", "m", "30", "0m", "-5m", "1.5h", "2x", "h2", "99999999999d",
-                                 "18446744073709551616s"})
+    for (const char* nonsense :
+         {"", "m", "30", "0m", "-5m", "1.5h", "2x", "h2", "99999999999d", "18446744073709551616s"})
         EXPECT_FALSE(parseDuration(nonsense).has_value()) << nonsense;
 }
 
@@ -27,8 +27,8 @@ TEST(TimeArguments, TimePointsFromSpansSecondsAndDates) {
     EXPECT_EQ(parseTimePoint("2024-01-31", now), 1'706'659'200);
     EXPECT_EQ(parseTimePoint("2024-01-31 14:25", now), 1'706'711'100);
     EXPECT_EQ(parseTimePoint("2024-01-31T14:25:01", now), 1'706'711'101);
-    for (const char* nonsense : {"yesterday", "2024-02-31", "2024-13-01", "2024-01-31X14:25",
-                                 "2024-01-31 25:00", "2024-01-31 14:25 extra", "-5"})
+    for (const char* nonsense : {"yesterday", "2024-02-31", "2024-13-01", "2024-01-31X14:25", "2024-01-31 25:00",
+                                 "2024-01-31 14:25 extra", "-5"})
         EXPECT_FALSE(parseTimePoint(nonsense, now).has_value()) << nonsense;
 }
 

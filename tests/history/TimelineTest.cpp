@@ -5,8 +5,8 @@
 
 #include "core/Queue.h"
 
-#include "history/HistoryStore.h"
 #include "TempDirectory.h"
+#include "history/HistoryStore.h"
 
 using namespace qm;
 using qm::testing::TempDirectory;
@@ -86,7 +86,8 @@ TEST(TimelineTest, BucketStartRoundsDownToWholeBuckets) {
     // The first second of a bucket belongs to it; the last second too.
     EXPECT_EQ(HistoryTimelineView::bucketStart(tenOClock + 300, 300), tenOClock + 300);
     EXPECT_EQ(HistoryTimelineView::bucketStart(tenOClock + 599.9, 300), tenOClock + 300);
-    EXPECT_EQ(HistoryTimelineView::momentWindow(tenOClock + 7199, Range::month).first, tenOClock);  // 10:00 is a 2-hour boundary
+    EXPECT_EQ(HistoryTimelineView::momentWindow(tenOClock + 7199, Range::month).first,
+              tenOClock);  // 10:00 is a 2-hour boundary
     // Buckets under a minute count as a minute, like the store's grouping.
     EXPECT_EQ(HistoryTimelineView::bucketStart(tenOClock + 59, 0), tenOClock);
     EXPECT_EQ(HistoryTimelineView::bucketStart(tenOClock + 59, -5), tenOClock);
@@ -111,7 +112,8 @@ TEST(TimelineTest, SelectingAMomentAsksForTheAppsOfItsBucketOnly) {
     store.write(minuteAt(five), {appAt(five, "proc:first", 20), appAt(five, "proc:busy", 70)});
     store.write(minuteAt(five + 240), {appAt(five + 240, "proc:first", 40)});
     store.write(minuteAt(five + 300), {appAt(five + 300, "proc:after", 95)});  // next bucket
-    for (int i = 0; i < 8; ++i) store.write(minuteAt(five + 60), {appAt(five + 60, "proc:small" + std::to_string(i), 1)});
+    for (int i = 0; i < 8; ++i)
+        store.write(minuteAt(five + 60), {appAt(five + 60, "proc:small" + std::to_string(i), 1)});
 
     HistoryTimelineView view;
     view.range = Range::day;

@@ -46,8 +46,8 @@ TEST_F(CommandPaletteTest, BlankQueryShowsTheSixBusiestGroupsThenEveryScreen) {
         EXPECT_EQ(ids(items),
                   (std::vector<std::string>{"group:proc:g0", "group:proc:g3", "group:proc:g6", "group:proc:g8",
                                             "group:proc:g7", "group:proc:g5", "section:overview", "section:apps",
-                                            "section:memory", "section:energy", "section:sensors",
-                                            "section:network", "section:timeline"}));
+                                            "section:memory", "section:energy", "section:sensors", "section:network",
+                                            "section:timeline"}));
     }
 }
 
@@ -58,8 +58,7 @@ TEST_F(CommandPaletteTest, GroupsRankAboveScreensAndTheLibraryFillsInOnlyForFewM
     // " FOO " matches three groups (one only through a process), so the library fills in.
     auto items = CommandPalette::items(" FOO ", s, library);
     EXPECT_EQ(ids(items), (std::vector<std::string>{"group:proc:Terminal", "group:proc:Foo Viewer",
-                                                    "group:proc:Foo Sync", "library:foo-first",
-                                                    "library:foo-second"}));
+                                                    "group:proc:Foo Sync", "library:foo-first", "library:foo-second"}));
     // A fourth matching group pushes the library out.
     s.groups.push_back(group("foo", 0));
     items = CommandPalette::items("foo", s, library);

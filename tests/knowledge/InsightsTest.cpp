@@ -12,8 +12,7 @@ protected:
     void SetUp() override { Fmt::setLocaleForTesting("en_US"); }
     void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
 
-    static AppGroup group(std::string name, double cpu, uint64_t memory,
-                          std::optional<double> power = std::nullopt) {
+    static AppGroup group(std::string name, double cpu, uint64_t memory, std::optional<double> power = std::nullopt) {
         AppGroup g;
         g.id = "proc:" + name;
         g.name = std::move(name);
@@ -75,9 +74,8 @@ TEST_F(InsightsTest, StatusRulesApplyInOrder) {
     // 5: a runaway app outranks a memory warning.
     Snapshot busy = machine({group("Chrome", 401, 3 * GB), group("Mail", 1, 4 * GB)});
     busy.memory.pressureLevel = PressureLevel::warning;
-    EXPECT_EQ(Insights::status(busy),
-              (Insights::Status{"Chrome is keeping your Mac busy.",
-                                "It's using 401% CPU, about 4 of your 8 cores.", 1}));
+    EXPECT_EQ(Insights::status(busy), (Insights::Status{"Chrome is keeping your Mac busy.",
+                                                        "It's using 401% CPU, about 4 of your 8 cores.", 1}));
     // At exactly half the cores it is not a runaway: the memory warning speaks.
     busy.groups[0].cpu = 400;
     EXPECT_EQ(Insights::status(busy),
@@ -101,9 +99,8 @@ TEST_F(InsightsTest, BusiestAppThresholdAndCoreCountBoundaries) {
     EXPECT_EQ(Insights::status(s),
               (Insights::Status{"All good.", "Slack is your busiest app right now at 16% CPU.", 0}));
     s.groups[0].cpu = 15;
-    EXPECT_EQ(Insights::status(s),
-              (Insights::Status{"All good. Your Mac is relaxed.",
-                                "Nothing is working hard. Finder holds the most memory.", 0}));
+    EXPECT_EQ(Insights::status(s), (Insights::Status{"All good. Your Mac is relaxed.",
+                                                     "Nothing is working hard. Finder holds the most memory.", 0}));
     s.cpu.total = 60;  // the boundary itself is still calm
     s.groups[0].cpu = 20;
     EXPECT_EQ(Insights::status(s).title, "All good.");

@@ -26,9 +26,9 @@ TEST(LibraryFile, LoadsCleanlyWithUniqueIdsAndKnownKeys) {
     const auto text = readFile(QM_LIBRARY_FILE, 64 << 20);
     ASSERT_TRUE(text);
     const auto root = nlohmann::json::parse(*text);
-    const std::set<std::string> entryKeys{"id", "names", "title", "category", "vendor", "oneLiner",
-                                          "summary", "whyHigh", "whatToDo", "safeToQuit", "safeToQuitNote",
-                                          "typical", "related", "keywords", "match"};
+    const std::set<std::string> entryKeys{"id",      "names",    "title",    "category",   "vendor",         "oneLiner",
+                                          "summary", "whyHigh",  "whatToDo", "safeToQuit", "safeToQuitNote", "typical",
+                                          "related", "keywords", "match"};
     std::set<std::string> ids;
     for (const char* list : {"processes", "patterns"})
         for (const auto& entry : root[list]) {

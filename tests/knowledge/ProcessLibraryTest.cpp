@@ -52,8 +52,7 @@ TEST(ProcessLibrary, FailedLoadsLeaveAnEmptyLibraryWithAtMostOneLogLine) {
         EXPECT_EQ(library.count(), 0u) << file;
         EXPECT_EQ(library.lookup("ok", true), nullptr) << file;
         ASSERT_EQ(log.lines.size(), 1u) << file;
-        EXPECT_EQ(log.lines[0].rfind("Quillmere: process library failed to load: ", 0), 0u)
-            << log.lines[0];
+        EXPECT_EQ(log.lines[0].rfind("Quillmere: process library failed to load: ", 0), 0u) << log.lines[0];
     }
     // The reason names the key and the entry.
     ProcessLibrary out;
@@ -138,9 +137,9 @@ TEST(ProcessLibrary, GroupLookupOrderAndAppsNeverMatchByPattern) {
     EXPECT_EQ(idOf(library.lookup(background)), "bar");
     // Only the three lowest pids are tried by name; then the first process (in the
     // group's order) goes through the patterns.
-    AppGroup deep = group("Daemons", ProcessKind::system,
-                          {process(90, "com.apple.deep"), process(1, "a"), process(2, "b"),
-                           process(3, "c"), process(4, "FOO")});
+    AppGroup deep =
+        group("Daemons", ProcessKind::system,
+              {process(90, "com.apple.deep"), process(1, "a"), process(2, "b"), process(3, "c"), process(4, "FOO")});
     EXPECT_EQ(idOf(library.lookup(deep)), "apple-family");
     // No processes: the group name goes through the patterns.
     AppGroup empty = group("com.apple.lonely", ProcessKind::system, {});
@@ -155,19 +154,19 @@ TEST(ProcessLibrary, SearchLooksAtTitlesOneLinersAndNamesOnly) {
         return out;
     };
     EXPECT_EQ(ids("").size(), 4u);
-    EXPECT_EQ(ids("RENDERS"), std::vector<std::string>{"bar"});   // one-liner
+    EXPECT_EQ(ids("RENDERS"), std::vector<std::string>{"bar"});        // one-liner
     EXPECT_EQ(ids("nameless"), std::vector<std::string>{"no-names"});  // title
-    EXPECT_EQ(ids("FOOD"), std::vector<std::string>{"foo-first"});   // a name
-    EXPECT_TRUE(ids("zebra").empty());     // keywords are not searched
-    EXPECT_TRUE(ids("browser").empty());   // nor the category
-    EXPECT_TRUE(ids("no-names").empty());  // nor the id
-    EXPECT_TRUE(ids("  ").empty());        // blank but not empty filters on the spaces
+    EXPECT_EQ(ids("FOOD"), std::vector<std::string>{"foo-first"});     // a name
+    EXPECT_TRUE(ids("zebra").empty());                                 // keywords are not searched
+    EXPECT_TRUE(ids("browser").empty());                               // nor the category
+    EXPECT_TRUE(ids("no-names").empty());                              // nor the id
+    EXPECT_TRUE(ids("  ").empty());                                    // blank but not empty filters on the spaces
     EXPECT_EQ(ids("of foo").size(), 2u);
 }
 
 TEST(ProcessLibrary, SafetyAndWebPage) {
     ProcessLibrary library = ProcessLibrary::fromFile(kDir + "small-library.json");
-    EXPECT_EQ(library.entry("foo-first")->safety(), ProcessEntry::Safety::safe);  // "Yes"
+    EXPECT_EQ(library.entry("foo-first")->safety(), ProcessEntry::Safety::safe);      // "Yes"
     EXPECT_EQ(library.entry("foo-second")->safety(), ProcessEntry::Safety::unknown);  // "maybe"
     EXPECT_EQ(library.entry("bar")->safety(), ProcessEntry::Safety::caution);
     EXPECT_EQ(library.entry("no-names")->safety(), ProcessEntry::Safety::unsafe);

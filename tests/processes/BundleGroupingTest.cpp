@@ -72,14 +72,13 @@ TEST(BundleKeys, AppsHelpersAndSystemLocations) {
     FakeBundles& fake = *bundles;
     fake.bundles["/Applications/Mail.app"] = {"Mail", "com.apple.mail"};
     fake.bundles["/Applications/Slack.app"] = {std::nullopt, "com.tinyspeck.slackmacgap"};
-    fake.responsible[40] = 10;  // an XPC service Slack is responsible for
-    fake.responsible[41] = 999; // responsible process not among this tick's samples
+    fake.responsible[40] = 10;   // an XPC service Slack is responsible for
+    fake.responsible[41] = 999;  // responsible process not among this tick's samples
     AppGrouper grouper(std::make_unique<BundleKeyResolver>(std::move(bundles)));
 
     std::vector<ProcessSample> samples{
         proc(10, "/Applications/Slack.app/Contents/MacOS/Slack", 10, 100, 1.5),
-        proc(11, "/Applications/Slack.app/Contents/Frameworks/Slack Helper.app/Contents/MacOS/Slack Helper",
-             5, 50),
+        proc(11, "/Applications/Slack.app/Contents/Frameworks/Slack Helper.app/Contents/MacOS/Slack Helper", 5, 50),
         proc(20, "/Applications/Mail.app/Contents/MacOS/Mail"),
         proc(30, "/System/Library/CoreServices/Finder.app/Contents/MacOS/Finder"),
         proc(31, "/System/Applications/Calculator.app/Contents/MacOS/Calculator"),

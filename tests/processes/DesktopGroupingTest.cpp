@@ -37,10 +37,10 @@ TEST(AppScope, UnitNamesGiveDesktopIDs) {
     // An app scope with a child cgroup below it still counts.
     EXPECT_EQ(ids(u + "app-gnome-code-99.scope/renderer"), (V{"code", "gnome-code"}));
 
-    for (auto none : {"/user.slice/user-1000.slice/session-2.scope", "/", "",
-                      "/user.slice/user-1000.slice/user@1000.service/app.slice/vte-spawn-5d3a.scope",
-                      "/system.slice/cron.service", "/app-.scope", "/app-@.service", "/snap.x.scope",
-                      "/user.slice/app.slice", "/snap..scope"})
+    for (auto none :
+         {"/user.slice/user-1000.slice/session-2.scope", "/", "",
+          "/user.slice/user-1000.slice/user@1000.service/app.slice/vte-spawn-5d3a.scope", "/system.slice/cron.service",
+          "/app-.scope", "/app-@.service", "/snap.x.scope", "/user.slice/app.slice", "/snap..scope"})
         EXPECT_FALSE(appScopeOf(none)) << none;
 
     EXPECT_EQ(systemdCgroupPath("12:pids:/x\n1:name=systemd:/user.slice/a.scope\n0::/\n"), "/user.slice/a.scope");
@@ -117,8 +117,8 @@ TEST(LinuxProcesses, FixtureTreeIsReadAndGroupedByDesktopApp) {
     EXPECT_TRUE(findGroup(r.groups, "proc:bash"));
     EXPECT_TRUE(findGroup(r.groups, "proc:vim"));
 
-    const auto* broken = findGroup(
-        r.groups, "app:" + root + "/var/lib/flatpak/exports/share/applications/org.example.Broken.desktop");
+    const auto* broken =
+        findGroup(r.groups, "app:" + root + "/var/lib/flatpak/exports/share/applications/org.example.Broken.desktop");
     ASSERT_TRUE(broken);
     EXPECT_EQ(broken->name, "org.example.Broken") << "a broken desktop file is named after its file";
     const auto* snap =

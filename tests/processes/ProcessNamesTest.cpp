@@ -33,7 +33,7 @@ TEST(PSOutput, KeepsOtherUsersAndSkipsGarbage) {
     auto lines = parsePSOutput(
         "  312     0 1-00:00:01.00  2048\n"
         "\n"
-        "  313   501 0:01.00  10\n"          // our own: skipped
+        "  313   501 0:01.00  10\n"  // our own: skipped
         "garbage line here now\n"
         "  314\n"
         "  -5     0 0:01.00  10\n"

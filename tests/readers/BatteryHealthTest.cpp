@@ -16,7 +16,8 @@ TEST(BatteryHealth, ParsesTheSystemReport) {
         {"_name":"sppower_ac_charger_information"}]})";
     EXPECT_EQ(parseBatteryHealthReport(report), 87);
     EXPECT_EQ(parseBatteryHealthReport(R"({"SPPowerDataType":[{"sppower_battery_health_info":
-        {"sppower_battery_health_maximum_capacity":" 100 %"}}]})"), 100);
+        {"sppower_battery_health_maximum_capacity":" 100 %"}}]})"),
+              100);
     EXPECT_FALSE(parseBatteryHealthReport(R"({"SPPowerDataType":[{"_name":"sppower_ac_charger_information"}]})"));
     EXPECT_FALSE(parseBatteryHealthReport(R"({"SPPowerDataType":[{"sppower_battery_health_info":
         {"sppower_battery_health_maximum_capacity":"87"}}]})"));
@@ -33,7 +34,10 @@ struct Harness {
     int measurements = 0;
     std::optional<double> answer = 88;
     std::vector<std::function<void()>> pending;
-    AppleBatteryHealth health{[this] { ++measurements; return answer; },
+    AppleBatteryHealth health{[this] {
+        ++measurements;
+        return answer;
+                              },
                               [this](std::function<void()> job) { pending.push_back(std::move(job)); },
                               [this] { return now; }};
     void runPending() {

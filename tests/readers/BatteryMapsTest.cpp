@@ -10,9 +10,13 @@ using json = nlohmann::json;
 const json ups = {{"Type", "UPS"}, {"Current Capacity", 10}, {"Max Capacity", 100}};
 
 json internal(json extra = json::object()) {
-    json d = {{"Type", "InternalBattery"},  {"Current Capacity", 78},        {"Max Capacity", 100},
-              {"Is Charging", false},       {"Power Source State", "Battery Power"},
-              {"Time to Empty", 312},       {"Time to Full Charge", 0}};
+    json d = {{"Type", "InternalBattery"},
+              {"Current Capacity", 78},
+              {"Max Capacity", 100},
+              {"Is Charging", false},
+              {"Power Source State", "Battery Power"},
+              {"Time to Empty", 312},
+              {"Time to Full Charge", 0}};
     d.update(extra);
     return d;
 }

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "SensorTestTree.h"
 #include "readers/GPUUtilisation.h"
 #include "readers/linux/GPUDrm.h"
-#include "SensorTestTree.h"
 
 namespace qm {
 namespace {

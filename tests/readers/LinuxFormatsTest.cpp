@@ -16,10 +16,10 @@ TEST(ProcStatTest, RealFileMapsTheKernelStatesToFourCounters) {
     auto counters = parseProcStatCPUs(text);
     ASSERT_EQ(counters.size(), 8u * 4) << "the aggregate cpu line is not a CPU";
     // cpu0 44490 19 21045 1087069 220 1 3410 0 0 0
-    EXPECT_EQ(counters[0], 44490u);                // user
+    EXPECT_EQ(counters[0], 44490u);                 // user
     EXPECT_EQ(counters[1], 21045u + 1 + 3410 + 0);  // system + irq + softirq + steal
-    EXPECT_EQ(counters[2], 1087069u + 220);        // idle + iowait
-    EXPECT_EQ(counters[3], 19u);                   // nice
+    EXPECT_EQ(counters[2], 1087069u + 220);         // idle + iowait
+    EXPECT_EQ(counters[3], 19u);                    // nice
     // cpu7 29098 268 10164 1139282 555 0 31 0 0 0
     EXPECT_EQ(counters[28], 29098u);
     EXPECT_EQ(counters[31], 268u);

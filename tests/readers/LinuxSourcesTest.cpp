@@ -224,7 +224,8 @@ TEST(LinuxSourcesTest, MachineInfoFromTheSampleMachine) {
     EXPECT_EQ(info.coreTypes, std::vector<CPUStats::CoreType>(8, CPUStats::CoreType::unknown));
     EXPECT_EQ(info.performanceCores + info.efficiencyCores, 0);
 
-    tree.write("etc/os-release", "NAME=\"Fedora Linux\"\nVERSION_ID=40\nPRETTY_NAME=\"Fedora Linux 40 (Workstation Edition)\"\n");
+    tree.write("etc/os-release",
+               "NAME=\"Fedora Linux\"\nVERSION_ID=40\nPRETTY_NAME=\"Fedora Linux 40 (Workstation Edition)\"\n");
     tree.write("sys/devices/cpu_core/cpus", "0-5\n");
     tree.write("sys/devices/cpu_atom/cpus", "6-7\n");
     info = readMachineInfo();

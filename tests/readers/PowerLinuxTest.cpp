@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "SensorTestTree.h"
 #include "core/FileRead.h"
 #include "readers/PowerRapl.h"
 #include "readers/linux/PowerLinux.h"
-#include "SensorTestTree.h"
 
 namespace qm {
 namespace {
@@ -64,7 +64,7 @@ TEST(PowerLinux, IntelLaptopMeasuresRaplPackagesOnly) {
     EXPECT_DOUBLE_EQ(*first->battery.temperature, 31.2);
 
     time.now += 2;
-    tree.write(package, "240442366267");  // +20 J
+    tree.write(package, "240442366267");                                        // +20 J
     tree.write("sys/class/powercap/intel-rapl:0:0/energy_uj", "999999999999");  // a part of the package
     EXPECT_DOUBLE_EQ(*source.read()->systemPower, 10);
 

@@ -14,8 +14,9 @@ const SupplyProperties mainsOnline{{"type", "Mains"}, {"online", "1"}};
 const SupplyProperties mainsOffline{{"type", "Mains"}, {"online", "0"}};
 
 TEST(PowerSupply, ParsesUeventKeys) {
-    auto p = parseSupplyUevent("POWER_SUPPLY_NAME=BAT0\nPOWER_SUPPLY_STATUS=Not charging\n"
-                               "garbage line\n=x\nPOWER_SUPPLY_ENERGY_NOW=40730000\r\n");
+    auto p = parseSupplyUevent(
+        "POWER_SUPPLY_NAME=BAT0\nPOWER_SUPPLY_STATUS=Not charging\n"
+        "garbage line\n=x\nPOWER_SUPPLY_ENERGY_NOW=40730000\r\n");
     EXPECT_EQ(p.size(), 3u);
     EXPECT_EQ(p["status"], "Not charging");
     EXPECT_EQ(p["energy_now"], "40730000");
@@ -23,10 +24,13 @@ TEST(PowerSupply, ParsesUeventKeys) {
 }
 
 TEST(PowerSupply, DischargingEnergyBattery) {
-    auto stats = batteryFromSupplies(
-        {mainsOffline, battery({{"status", "Discharging"}, {"capacity", "85"}, {"energy_now", "40730000"},
-                                {"energy_full", "47390000"}, {"energy_full_design", "47520000"},
-                                {"power_now", "5064000"}, {"cycle_count", "0"}})});
+    auto stats = batteryFromSupplies({mainsOffline, battery({{"status", "Discharging"},
+                                                             {"capacity", "85"},
+                                                             {"energy_now", "40730000"},
+                                                             {"energy_full", "47390000"},
+                                                             {"energy_full_design", "47520000"},
+                                                             {"power_now", "5064000"},
+                                                             {"cycle_count", "0"}})});
     EXPECT_TRUE(stats.present);
     EXPECT_EQ(stats.percent, 85);
     EXPECT_FALSE(stats.isCharging);
@@ -39,10 +43,14 @@ TEST(PowerSupply, DischargingEnergyBattery) {
 }
 
 TEST(PowerSupply, ChargingChargeBatteryConvertsWithVoltage) {
-    auto stats = batteryFromSupplies(
-        {mainsOnline, battery({{"status", "Charging"}, {"charge_now", "1800000"}, {"charge_full", "3600000"},
-                               {"charge_full_design", "4000000"}, {"current_now", "1500000"},
-                               {"voltage_now", "12000000"}, {"cycle_count", "212"}, {"temp", "312"}})});
+    auto stats = batteryFromSupplies({mainsOnline, battery({{"status", "Charging"},
+                                                            {"charge_now", "1800000"},
+                                                            {"charge_full", "3600000"},
+                                                            {"charge_full_design", "4000000"},
+                                                            {"current_now", "1500000"},
+                                                            {"voltage_now", "12000000"},
+                                                            {"cycle_count", "212"},
+                                                            {"temp", "312"}})});
     EXPECT_EQ(stats.percent, 50);  // no capacity file: charge now / full
     EXPECT_TRUE(stats.isCharging);
     EXPECT_TRUE(stats.onAC);
@@ -55,29 +63,37 @@ TEST(PowerSupply, ChargingChargeBatteryConvertsWithVoltage) {
 
 TEST(PowerSupply, CapacityFallsBackToEnergiesThenDesignThenZero) {
     EXPECT_EQ(batteryFromSupplies({battery({{"energy_now", "30"}, {"energy_full", "60"}})}).percent, 50);
-    EXPECT_EQ(batteryFromSupplies({battery({{"energy_now", "30"}, {"energy_full", "0"},
-                                            {"energy_full_design", "120"}})}).percent, 25);
+    EXPECT_EQ(batteryFromSupplies(
+                  {battery({{"energy_now", "30"}, {"energy_full", "0"}, {"energy_full_design", "120"}})})
+                  .percent,
+              25);
     EXPECT_EQ(batteryFromSupplies({battery({{"energy_now", "30"}})}).percent, 0);
     EXPECT_EQ(batteryFromSupplies({battery({{"capacity", "104"}})}).percent, 100);
-    EXPECT_EQ(batteryFromSupplies({battery({{"capacity", "garbage"}, {"energy_now", "1"}, {"energy_full", "4"}})}).percent, 25);
+    EXPECT_EQ(
+        batteryFromSupplies({battery({{"capacity", "garbage"}, {"energy_now", "1"}, {"energy_full", "4"}})}).percent,
+        25);
 }
 
 TEST(PowerSupply, MissingOrZeroFiguresStayAbsent) {
     // Zero design capacity, no power reading, no voltage for the charge counters.
-    auto stats = batteryFromSupplies({battery({{"status", "Discharging"}, {"energy_now", "40000000"},
-                                               {"energy_full", "45000000"}, {"energy_full_design", "0"}})});
+    auto stats = batteryFromSupplies({battery({{"status", "Discharging"},
+                                               {"energy_now", "40000000"},
+                                               {"energy_full", "45000000"},
+                                               {"energy_full_design", "0"}})});
     EXPECT_FALSE(stats.healthPercent);
     EXPECT_FALSE(stats.minutesRemaining);
     EXPECT_FALSE(stats.batteryPower);
     EXPECT_FALSE(stats.onAC);  // no adapter entry: the battery's status decides
 
-    auto noVolts = batteryFromSupplies({battery({{"status", "Discharging"}, {"charge_now", "2000000"},
-                                                 {"charge_full", "4000000"}, {"current_now", "-1000000"}})});
+    auto noVolts = batteryFromSupplies({battery({{"status", "Discharging"},
+                                                 {"charge_now", "2000000"},
+                                                 {"charge_full", "4000000"},
+                                                 {"current_now", "-1000000"}})});
     EXPECT_EQ(noVolts.minutesRemaining, 120);  // charge over current needs no voltage
     EXPECT_FALSE(noVolts.batteryPower);        // watts do
 
-    auto idle = batteryFromSupplies({battery({{"status", "Discharging"}, {"energy_now", "40000000"},
-                                              {"power_now", "0"}, {"temp", "-2731"}})});
+    auto idle = batteryFromSupplies(
+        {battery({{"status", "Discharging"}, {"energy_now", "40000000"}, {"power_now", "0"}, {"temp", "-2731"}})});
     EXPECT_FALSE(idle.minutesRemaining);
     EXPECT_FALSE(idle.temperature);
     EXPECT_EQ(idle.batteryPower, 0);
@@ -86,7 +102,7 @@ TEST(PowerSupply, MissingOrZeroFiguresStayAbsent) {
 TEST(PowerSupply, EstimatesNeedAPlausibleRate) {
     EXPECT_EQ(estimateMinutes(false, 40, 50, 10), 240);
     EXPECT_EQ(estimateMinutes(true, 40, 50, 10), 60);
-    EXPECT_FALSE(estimateMinutes(true, 50, 50, 10));   // full
+    EXPECT_FALSE(estimateMinutes(true, 50, 50, 10));  // full
     EXPECT_FALSE(estimateMinutes(false, 40, 50, 0));
     EXPECT_FALSE(estimateMinutes(false, 40, 50, -3));
     EXPECT_FALSE(estimateMinutes(false, 40, 50, 0.001));  // 40 000 h
@@ -94,11 +110,14 @@ TEST(PowerSupply, EstimatesNeedAPlausibleRate) {
 }
 
 TEST(PowerSupply, DriverTimesWinAndHeldChargeHasNoEstimate) {
-    auto reported = batteryFromSupplies({mainsOffline, battery({{"status", "Discharging"}, {"energy_now", "40000000"},
-                                                                {"power_now", "10000000"}, {"time_to_empty_now", "7200"}})});
+    auto reported = batteryFromSupplies({mainsOffline, battery({{"status", "Discharging"},
+                                                                {"energy_now", "40000000"},
+                                                                {"power_now", "10000000"},
+                                                                {"time_to_empty_now", "7200"}})});
     EXPECT_EQ(reported.minutesRemaining, 120);
-    auto held = batteryFromSupplies({mainsOnline, battery({{"status", "Not charging"}, {"capacity", "80"},
-                                                           {"energy_now", "40000000"}, {"power_now", "0"}})});
+    auto held = batteryFromSupplies(
+        {mainsOnline,
+         battery({{"status", "Not charging"}, {"capacity", "80"}, {"energy_now", "40000000"}, {"power_now", "0"}})});
     EXPECT_FALSE(held.isCharging);
     EXPECT_TRUE(held.onAC);
     EXPECT_FALSE(held.minutesRemaining);
@@ -126,12 +145,19 @@ TEST(PowerSupply, AdaptersPeripheralsAndSeveralPacks) {
     EXPECT_TRUE(batteryFromSupplies({mainsOffline, battery({{"status", "Charging"}})}).onAC);
 
     // Two packs read as one.
-    auto both = batteryFromSupplies(
-        {battery({{"status", "Unknown"}, {"capacity", "100"}, {"energy_now", "20000000"}, {"energy_full", "20000000"},
-                  {"energy_full_design", "24000000"}, {"power_now", "0"}}),
-         battery({{"status", "Discharging"}, {"capacity", "50"}, {"energy_now", "10000000"}, {"energy_full", "20000000"},
-                  {"energy_full_design", "24000000"}, {"power_now", "10000000"}}),
-         mainsOffline});
+    auto both = batteryFromSupplies({battery({{"status", "Unknown"},
+                                              {"capacity", "100"},
+                                              {"energy_now", "20000000"},
+                                              {"energy_full", "20000000"},
+                                              {"energy_full_design", "24000000"},
+                                              {"power_now", "0"}}),
+                                     battery({{"status", "Discharging"},
+                                              {"capacity", "50"},
+                                              {"energy_now", "10000000"},
+                                              {"energy_full", "20000000"},
+                                              {"energy_full_design", "24000000"},
+                                              {"power_now", "10000000"}}),
+                                     mainsOffline});
     EXPECT_DOUBLE_EQ(both.percent, 75);
     EXPECT_FALSE(both.onAC);
     EXPECT_EQ(both.minutesRemaining, 180);  // 30 Wh at 10 W

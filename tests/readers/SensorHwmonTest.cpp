@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "readers/linux/SensorHwmon.h"
 #include "SensorTestTree.h"
+#include "readers/linux/SensorHwmon.h"
 
 namespace qm {
 namespace {
@@ -87,7 +87,7 @@ TEST(SensorHwmon, VanishedBrokenAndAbsurdFilesAreSkippedEachRead) {
     SensorReader reader(std::make_unique<HwmonSensorBackend>(tree.root()));
     ASSERT_EQ(reader.read(true).sensors.size(), 12u);
 
-    tree.write("sys/class/hwmon/hwmon1/temp1_input", "n/a");           // Tctl: garbage
+    tree.write("sys/class/hwmon/hwmon1/temp1_input", "n/a");            // Tctl: garbage
     tree.remove("sys/class/hwmon/hwmon1/temp3_input");                  // Tccd1: gone
     tree.makeUnreadable("sys/class/hwmon/hwmon2/temp1_input");          // edge: read error
     tree.write("sys/class/hwmon/hwmon2/temp2_input", "1000000000000");  // junction: 1e9 °C
@@ -97,9 +97,9 @@ TEST(SensorHwmon, VanishedBrokenAndAbsurdFilesAreSkippedEachRead) {
 
     std::vector<std::string> names;
     for (const auto& s : stats.sensors) names.push_back(s.name);
-    EXPECT_EQ(names, (std::vector<std::string>{"Tccd2", "amdgpu mem", "spd5118 temp1", "nvme Sensor 1",
-                                               "nct6798 SYSTIN", "nct6798 CPUTIN",
-                                               "nct6798 PECI Agent 0 Calibration"}));
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"Tccd2", "amdgpu mem", "spd5118 temp1", "nvme Sensor 1", "nct6798 SYSTIN",
+                                        "nct6798 CPUTIN", "nct6798 PECI Agent 0 Calibration"}));
     EXPECT_EQ(stats.socTemp, 58.75);
     std::vector<int64_t> fanNumbers;
     for (const auto& f : stats.fans) fanNumbers.push_back(f.index);

@@ -12,8 +12,12 @@ namespace {
 // where it has nothing.
 TEST(SensorLive, ThisMachineReadsWithinBounds) {
     auto thermal = makeSensorSource()->read(true);
-    for (const auto& reading : thermal.sensors) { EXPECT_TRUE(isPlausibleTemperature(reading.value)) << reading.name; }
-    for (const auto& fan : thermal.fans) { EXPECT_GE(fan.rpm, 0); }
+    for (const auto& reading : thermal.sensors) {
+        EXPECT_TRUE(isPlausibleTemperature(reading.value)) << reading.name;
+    }
+    for (const auto& fan : thermal.fans) {
+        EXPECT_GE(fan.rpm, 0);
+    }
     if (!pathExists(systemRoot() + "/sys/class/hwmon") && !pathExists(systemRoot() + "/sys/class/thermal")) {
         EXPECT_TRUE(thermal.sensors.empty());
     }
@@ -22,12 +26,22 @@ TEST(SensorLive, ThisMachineReadsWithinBounds) {
 
     auto power = makePowerSource()->read();
     ASSERT_TRUE(power);
-    if (!power->battery.present) { EXPECT_EQ(power->battery, BatteryStats{}); }
-    if (power->battery.present) { EXPECT_TRUE(power->battery.percent >= 0 && power->battery.percent <= 100); }
-    if (power->systemPower) { EXPECT_GE(*power->systemPower, 0); }
+    if (!power->battery.present) {
+        EXPECT_EQ(power->battery, BatteryStats{});
+    }
+    if (power->battery.present) {
+        EXPECT_TRUE(power->battery.percent >= 0 && power->battery.percent <= 100);
+    }
+    if (power->systemPower) {
+        EXPECT_GE(*power->systemPower, 0);
+    }
 
-    if (auto gpu = makeGPUSource()->read()) { EXPECT_TRUE(*gpu >= 0 && *gpu <= 100); }
-    if (!pathExists(systemRoot() + "/sys/class/drm")) { EXPECT_FALSE(makeGPUSource()->read()); }
+    if (auto gpu = makeGPUSource()->read()) {
+        EXPECT_TRUE(*gpu >= 0 && *gpu <= 100);
+    }
+    if (!pathExists(systemRoot() + "/sys/class/drm")) {
+        EXPECT_FALSE(makeGPUSource()->read());
+    }
 }
 
 }  // namespace

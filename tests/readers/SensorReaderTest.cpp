@@ -20,10 +20,10 @@ TEST(SensorGroups, FirstMatchingRuleWinsCaseInsensitively) {
     EXPECT_EQ(classifySensorName("SOC MTR Temp Sensor0"), Group::cpu);
     EXPECT_EQ(classifySensorName("pACC MTR Temp Sensor2"), Group::cpu);
     EXPECT_EQ(classifySensorName("DRAM Proximity"), Group::memory);
-    EXPECT_EQ(classifySensorName("gfx disk"), Group::gpu);          // gpu before storage
-    EXPECT_EQ(classifySensorName("SSD battery"), Group::storage);   // storage before battery
-    EXPECT_EQ(classifySensorName("Battery mem"), Group::battery);   // battery before memory
-    EXPECT_EQ(classifySensorName("mem soc"), Group::memory);        // memory before cpu
+    EXPECT_EQ(classifySensorName("gfx disk"), Group::gpu);         // gpu before storage
+    EXPECT_EQ(classifySensorName("SSD battery"), Group::storage);  // storage before battery
+    EXPECT_EQ(classifySensorName("Battery mem"), Group::battery);  // battery before memory
+    EXPECT_EQ(classifySensorName("mem soc"), Group::memory);       // memory before cpu
     EXPECT_EQ(classifySensorName(""), Group::other);
 }
 
@@ -103,12 +103,12 @@ TEST(SensorReader, LightReadTakesSpreadCPUSensorsOnlyAndNoFans) {
 
 TEST(SensorReader, DropsImplausibleAndMissingReadingsAndSummarisesGroups) {
     auto backend = std::make_unique<FakeBackend>();
-    backend->list = {{"Tdie 1", Group::cpu},    {"Tdie 2", Group::cpu},       {"Tdie 3", Group::cpu},
-                     {"Tdie 4", Group::cpu},    {"NAND a", Group::storage},   {"NAND b", Group::storage},
+    backend->list = {{"Tdie 1", Group::cpu},      {"Tdie 2", Group::cpu},        {"Tdie 3", Group::cpu},
+                     {"Tdie 4", Group::cpu},      {"NAND a", Group::storage},    {"NAND b", Group::storage},
                      {"Battery", Group::battery}, {"gas gauge", Group::battery}, {"TP0", Group::other},
                      {"Tdie 5", Group::cpu}};
     backend->values = {{0, 0.5}, {1, 130.0}, {2, 129.9}, {3, -273.15}, {4, 35},
-                       {5, 44}, {6, 30}, {7, 31}, {8, 1e9}};  // index 9 gives no event
+                       {5, 44},  {6, 30},    {7, 31},    {8, 1e9}};  // index 9 gives no event
     SensorReader reader(std::move(backend));
     auto stats = reader.read(true);
 

@@ -16,10 +16,10 @@ std::vector<uint8_t> floatBytes(float value) {
 
 TEST(SensorSMC, DecodesEachDataType) {
     EXPECT_EQ(decodeSMCValue("flt ", floatBytes(2317.5f)), 2317.5);
-    EXPECT_EQ(decodeSMCValue("fpe2", {0x1b, 0x5b}), 1750.75);  // 0x1b5b / 4
+    EXPECT_EQ(decodeSMCValue("fpe2", {0x1b, 0x5b}), 1750.75);   // 0x1b5b / 4
     EXPECT_EQ(decodeSMCValue("fpe2", {0xff, 0xff}), 16383.75);  // unsigned
     EXPECT_EQ(decodeSMCValue("ui8 ", {0x02}), 2);
-    EXPECT_EQ(decodeSMCValue("ui16", {0x01, 0x02}), 258);       // big-endian
+    EXPECT_EQ(decodeSMCValue("ui16", {0x01, 0x02}), 258);  // big-endian
     EXPECT_EQ(decodeSMCValue("ui16", {0xff, 0xfe}), 65534);
 }
 
@@ -69,9 +69,9 @@ TEST(SensorSMC, FansSkipUnreadableSpeedsAndCacheTheCount) {
 }
 
 TEST(SensorSMC, NoFansWhenTheCountIsZeroOrUnreadable) {
-    for (auto keys : {std::map<std::string, double>{{"FNum", 0}, {"F0Ac", 1800}},
-                      std::map<std::string, double>{{"F0Ac", 1800}},
-                      std::map<std::string, double>{{"FNum", -1}, {"F0Ac", 1800}}}) {
+    for (auto keys :
+         {std::map<std::string, double>{{"FNum", 0}, {"F0Ac", 1800}}, std::map<std::string, double>{{"F0Ac", 1800}},
+          std::map<std::string, double>{{"FNum", -1}, {"F0Ac", 1800}}}) {
         FakeController smc;
         smc.keys = keys;
         std::optional<int64_t> count;

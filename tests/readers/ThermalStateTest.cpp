@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "SensorTestTree.h"
 #include "readers/ThermalState.h"
 #include "readers/linux/ThermalLinux.h"
-#include "SensorTestTree.h"
 
 namespace qm {
 namespace {

@@ -49,8 +49,8 @@ public:
         std::optional<std::string> path;
         @autoreleasepool {
             NSString* identifier = [NSString stringWithUTF8String:id.c_str()];
-            NSURL* url = identifier ? [[NSWorkspace sharedWorkspace] URLForApplicationWithBundleIdentifier:identifier]
-                                    : nil;
+            NSURL* url =
+                identifier ? [[NSWorkspace sharedWorkspace] URLForApplicationWithBundleIdentifier:identifier] : nil;
             if (url && url.fileURL) path = stringValue(url.path);
         }
         return path;

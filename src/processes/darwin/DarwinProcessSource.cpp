@@ -53,8 +53,7 @@ uint64_t DarwinProcessSource::absoluteTime() { return mach_absolute_time(); }
 std::optional<UsageRecord> DarwinProcessSource::usage(const BasicInfo& process) {
     struct rusage_info_v6 info;
     std::memset(&info, 0, sizeof info);
-    if (proc_pid_rusage(process.pid, RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(&info)) != 0)
-        return std::nullopt;
+    if (proc_pid_rusage(process.pid, RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(&info)) != 0) return std::nullopt;
     UsageRecord usage;
     usage.cpuTime = info.ri_user_time + info.ri_system_time;
     usage.memory = info.ri_phys_footprint;

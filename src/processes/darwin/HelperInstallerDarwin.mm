@@ -8,9 +8,7 @@
 namespace qm {
 
 namespace {
-SMAppService* daemonService() {
-    return [SMAppService daemonServiceWithPlistName:@(HelperInstaller::plistName)];
-}
+SMAppService* daemonService() { return [SMAppService daemonServiceWithPlistName:@(HelperInstaller::plistName)]; }
 }  // namespace
 
 HelperInstaller::State HelperInstaller::state() {

@@ -18,8 +18,7 @@ public:
         rusage_info_v6 info{};
         if (proc_pid_rusage(getpid(), RUSAGE_INFO_V6, reinterpret_cast<rusage_info_t*>(&info)) != 0)
             return std::nullopt;
-        return SelfRecord{info.ri_user_time + info.ri_system_time, info.ri_phys_footprint,
-                          info.ri_diskio_byteswritten};
+        return SelfRecord{info.ri_user_time + info.ri_system_time, info.ri_phys_footprint, info.ri_diskio_byteswritten};
     }
     uint64_t absoluteTime() override { return mach_absolute_time(); }
 };

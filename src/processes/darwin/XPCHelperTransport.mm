@@ -69,8 +69,8 @@ public:
             }];
         }
         std::unique_lock<std::mutex> lock(pending->mutex);
-        bool answered = pending->signal.wait_for(lock, std::chrono::duration<double>(timeout),
-                                                 [&] { return pending->finished; });
+        bool answered =
+            pending->signal.wait_for(lock, std::chrono::duration<double>(timeout), [&] { return pending->finished; });
         if (!answered || pending->failed) return std::nullopt;
         return std::move(pending->data);
     }
@@ -102,9 +102,8 @@ private:
     NSXPCConnection* currentConnection() {
         std::lock_guard<std::mutex> lock(mutex_);
         if (connection_) return QM_OBJC_RETAIN(connection_);
-        NSXPCConnection* connection =
-            [[NSXPCConnection alloc] initWithMachServiceName:@"app.quillmere.helper"
-                                                     options:NSXPCConnectionPrivileged];
+        NSXPCConnection* connection = [[NSXPCConnection alloc] initWithMachServiceName:@"app.quillmere.helper"
+                                                                               options:NSXPCConnectionPrivileged];
         connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(QuillmereHelperProtocol)];
         // Interrupted or invalidated by the system between requests: drop it and let
         // the client back off.

@@ -10,8 +10,6 @@ HelperInstaller::State HelperInstaller::state() { return State::unavailable; }
 HelperInstaller::State HelperInstaller::install() { return State::unavailable; }
 void HelperInstaller::uninstall() {}
 
-void LoginItem::set(bool) {
-    logLine("login item change failed: use `systemctl --user enable quillmere` on Linux");
-}
+void LoginItem::set(bool) { logLine("login item change failed: use `systemctl --user enable quillmere` on Linux"); }
 
 }  // namespace qm

@@ -15,8 +15,7 @@
 
 namespace qm {
 
-LinuxProcessSource::LinuxProcessSource(std::string root)
-    : root_(std::move(root)), ownUID_(::getuid()) {
+LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)), ownUID_(::getuid()) {
     long hz = ::sysconf(_SC_CLK_TCK);
     nanosPerTick_ = 1e9 / static_cast<double>(hz > 0 ? hz : 100);
     long page = ::sysconf(_SC_PAGESIZE);
@@ -57,8 +56,8 @@ std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
         info.ppid = st->ppid;
         info.uid = owner.st_uid;
         info.comm = std::move(st->comm);
-        info.startTime = bootTime_ * 1'000'000 +
-                         static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
+        info.startTime =
+            bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
         facts_[info.pid] = StatFacts{st->utime + st->stime, st->rssPages};
         list.push_back(std::move(info));
     }
@@ -91,8 +90,7 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& process) {
     if (process.uid != ownUID_) return usage;
     DiskFacts disk{process.startTime, facts->second.cpuTicks, 0, 0};
     auto last = lastDisk_.find(process.pid);
-    if (last != lastDisk_.end() && last->second.startTime == disk.startTime &&
-        last->second.cpuTicks == disk.cpuTicks) {
+    if (last != lastDisk_.end() && last->second.startTime == disk.startTime && last->second.cpuTicks == disk.cpuTicks) {
         disk = last->second;
     } else if (auto io = readFile(procPath(process.pid, "io"), 4096)) {
         auto counters = parseProcIO(*io);
@@ -138,20 +136,17 @@ bool LinuxCgroupSource::isKernelThread(int32_t pid) {
     return st && (st->flags & kernelThreadFlag) != 0;
 }
 
-std::optional<std::string> LinuxCgroupSource::readText(const std::string& path) {
-    return readFile(path, 256 * 1024);
-}
+std::optional<std::string> LinuxCgroupSource::readText(const std::string& path) { return readFile(path, 256 * 1024); }
 
 std::unique_ptr<ProcessListSource> makeProcessListSource() {
     const std::string& root = systemRoot();
     std::vector<std::string> dataDirs;
-    for (auto& dir : xdgDataDirectories(std::getenv("XDG_DATA_HOME"), std::getenv("XDG_DATA_DIRS"),
-                                        homeDirectory()))
+    for (auto& dir : xdgDataDirectories(std::getenv("XDG_DATA_HOME"), std::getenv("XDG_DATA_DIRS"), homeDirectory()))
         dataDirs.push_back(root + dir);
-    return std::make_unique<ProcessReader>(std::make_unique<LinuxProcessSource>(root),
-                                           std::make_unique<DesktopKeyResolver>(
-                                               std::make_unique<LinuxCgroupSource>(root), std::move(dataDirs)),
-                                           std::make_unique<NoHelperTransport>());
+    return std::make_unique<ProcessReader>(
+        std::make_unique<LinuxProcessSource>(root),
+        std::make_unique<DesktopKeyResolver>(std::make_unique<LinuxCgroupSource>(root), std::move(dataDirs)),
+        std::make_unique<NoHelperTransport>());
 }
 
 }  // namespace qm

@@ -48,8 +48,10 @@ ProcIO parseProcIO(std::string_view text) {
         auto key = line.substr(0, colon);
         auto value = parseUInt(trim(line.substr(colon + 1)));
         if (!value) continue;
-        if (key == "read_bytes") io.readBytes = *value;
-        else if (key == "write_bytes") io.writeBytes = *value;
+        if (key == "read_bytes")
+            io.readBytes = *value;
+        else if (key == "write_bytes")
+            io.writeBytes = *value;
     }
     return io;
 }

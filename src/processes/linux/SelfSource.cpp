@@ -26,7 +26,8 @@ public:
         if (auto statm = readLine("/proc/self/statm")) {
             auto fields = splitFields(*statm);
             if (fields.size() >= 2)
-                if (auto pages = parseUInt(fields[1])) record.footprint = *pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+                if (auto pages = parseUInt(fields[1]))
+                    record.footprint = *pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
         }
         if (auto io = readFile("/proc/self/io")) {
             for (auto line : splitLines(*io))

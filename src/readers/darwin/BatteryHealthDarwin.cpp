@@ -57,11 +57,10 @@ std::optional<double> measureWithSystemProfiler() {
 
 AppleBatteryHealth& appleBatteryHealth() {
     static AppleBatteryHealth health(
-        measureWithSystemProfiler,
-        [](std::function<void()> job) { std::thread(std::move(job)).detach(); },
+        measureWithSystemProfiler, [](std::function<void()> job) { std::thread(std::move(job)).detach(); },
         [] {
-            using namespace std::chrono;
-            return duration<double>(steady_clock::now().time_since_epoch()).count();
+        using namespace std::chrono;
+        return duration<double>(steady_clock::now().time_since_epoch()).count();
         });
     return health;
 }

@@ -60,7 +60,7 @@ public:
         mach_msg_type_number_t count = HOST_VM_INFO64_COUNT;
         if (host_statistics64(mach_host_self(), HOST_VM_INFO64, reinterpret_cast<host_info64_t>(&vm), &count) ==
             KERN_SUCCESS) {
-            counts = VMCounts{vm.internal_page_count, vm.purgeable_count, vm.wire_count,
+            counts = VMCounts{vm.internal_page_count,   vm.purgeable_count,     vm.wire_count,
                               vm.compressor_page_count, vm.external_page_count, vm.free_count};
         }
         xsw_usage swap{};
@@ -157,21 +157,20 @@ public:
 std::vector<CPUStats::CoreType> registryCoreTypes(size_t cpuCount) {
     std::vector<CPUStats::CoreType> types(cpuCount, CPUStats::CoreType::unknown);
     io_iterator_t iterator = 0;
-    if (IOServiceGetMatchingServices(MACH_PORT_NULL, IOServiceMatching("IOPlatformDevice"), &iterator) !=
-        KERN_SUCCESS)
+    if (IOServiceGetMatchingServices(MACH_PORT_NULL, IOServiceMatching("IOPlatformDevice"), &iterator) != KERN_SUCCESS)
         return types;
     bool found = false;
     while (io_object_t device = IOIteratorNext(iterator)) {
         CFTypeRef cluster = IORegistryEntryCreateCFProperty(device, CFSTR("cluster-type"), kCFAllocatorDefault, 0);
         CFTypeRef cpuID = IORegistryEntryCreateCFProperty(device, CFSTR("logical-cpu-id"), kCFAllocatorDefault, 0);
-        if (cluster && cpuID && CFGetTypeID(cluster) == CFDataGetTypeID() && CFGetTypeID(cpuID) == CFNumberGetTypeID() &&
-            CFDataGetLength(static_cast<CFDataRef>(cluster)) > 0) {
+        if (cluster && cpuID && CFGetTypeID(cluster) == CFDataGetTypeID() &&
+            CFGetTypeID(cpuID) == CFNumberGetTypeID() && CFDataGetLength(static_cast<CFDataRef>(cluster)) > 0) {
             int64_t id = -1;
             CFNumberGetValue(static_cast<CFNumberRef>(cpuID), kCFNumberSInt64Type, &id);
             if (id >= 0 && static_cast<size_t>(id) < cpuCount) {
                 const UInt8 first = CFDataGetBytePtr(static_cast<CFDataRef>(cluster))[0];
-                types[static_cast<size_t>(id)] = first == 'P' ? CPUStats::CoreType::performance
-                                                              : CPUStats::CoreType::efficiency;
+                types[static_cast<size_t>(id)] =
+                    first == 'P' ? CPUStats::CoreType::performance : CPUStats::CoreType::efficiency;
                 found = true;
             }
         }
@@ -188,8 +187,9 @@ std::vector<CPUStats::CoreType> registryCoreTypes(size_t cpuCount) {
 
 std::string productVersion() {
     std::string version;
-    CFURLRef url = CFURLCreateWithFileSystemPath(
-        kCFAllocatorDefault, CFSTR("/System/Library/CoreServices/SystemVersion.plist"), kCFURLPOSIXPathStyle, false);
+    CFURLRef url =
+        CFURLCreateWithFileSystemPath(kCFAllocatorDefault, CFSTR("/System/Library/CoreServices/SystemVersion.plist"),
+                                      kCFURLPOSIXPathStyle, false);
     if (!url) return version;
     CFReadStreamRef stream = CFReadStreamCreateWithFile(kCFAllocatorDefault, url);
     if (stream && CFReadStreamOpen(stream)) {

@@ -16,8 +16,7 @@ class DarwinGPUSource : public GPUSource {
 public:
     std::optional<double> read() override {
         io_iterator_t iterator = 0;
-        if (IOServiceGetMatchingServices(MACH_PORT_NULL, IOServiceMatching("IOAccelerator"), &iterator) !=
-            KERN_SUCCESS)
+        if (IOServiceGetMatchingServices(MACH_PORT_NULL, IOServiceMatching("IOAccelerator"), &iterator) != KERN_SUCCESS)
             return std::nullopt;
         std::vector<double> values;
         while (io_registry_entry_t entry = IOIteratorNext(iterator)) {

@@ -79,8 +79,9 @@ private:
         if (previous_ && now > previousAt_ && stall->someTotal >= previous_->someTotal &&
             stall->fullTotal >= previous_->fullTotal) {
             const double intervalUs = (now - previousAt_) * 1e6;
-            result = levelFromStallShares(static_cast<double>(stall->someTotal - previous_->someTotal) / intervalUs * 100,
-                                          static_cast<double>(stall->fullTotal - previous_->fullTotal) / intervalUs * 100);
+            result =
+                levelFromStallShares(static_cast<double>(stall->someTotal - previous_->someTotal) / intervalUs * 100,
+                                     static_cast<double>(stall->fullTotal - previous_->fullTotal) / intervalUs * 100);
         } else {
             result = levelFromStallShares(stall->someAvg10, stall->fullAvg10);
         }
@@ -176,12 +177,14 @@ MachineInfo readMachineInfo() {
         }
     }
     if (auto release = readFile(at("/etc/os-release"))) {
-        info.osName = osReleaseValue(*release, "PRETTY_NAME").value_or(osReleaseValue(*release, "NAME").value_or("Linux"));
+        info.osName =
+            osReleaseValue(*release, "PRETTY_NAME").value_or(osReleaseValue(*release, "NAME").value_or("Linux"));
         info.osVersion = osReleaseValue(*release, "VERSION_ID").value_or("");
     } else {
         info.osName = "Linux";
     }
-    if (auto stat = readFile(at("/proc/stat"))) info.logicalCPUs = static_cast<int64_t>(parseProcStatCPUs(*stat).size() / 4);
+    if (auto stat = readFile(at("/proc/stat")))
+        info.logicalCPUs = static_cast<int64_t>(parseProcStatCPUs(*stat).size() / 4);
     if (auto meminfo = readFile(at("/proc/meminfo"))) {
         auto parsed = parseMeminfo(*meminfo);
         if (auto it = parsed.find("MemTotal"); it != parsed.end()) info.memory = it->second;

@@ -14,11 +14,28 @@ namespace qm {
 namespace {
 
 // The attribute files read one by one when an entry has no readable uevent.
-constexpr std::array<const char*, 22> kAttributes{
-    "type", "status", "present", "online", "scope", "capacity", "energy_now", "energy_full",
-    "energy_full_design", "charge_now", "charge_full", "charge_full_design", "power_now",
-    "current_now", "voltage_now", "voltage_min_design", "cycle_count", "temp",
-    "time_to_empty_now", "time_to_full_now", "voltage_max", "current_max"};
+constexpr std::array<const char*, 22> kAttributes{"type",
+                                                  "status",
+                                                  "present",
+                                                  "online",
+                                                  "scope",
+                                                  "capacity",
+                                                  "energy_now",
+                                                  "energy_full",
+                                                  "energy_full_design",
+                                                  "charge_now",
+                                                  "charge_full",
+                                                  "charge_full_design",
+                                                  "power_now",
+                                                  "current_now",
+                                                  "voltage_now",
+                                                  "voltage_min_design",
+                                                  "cycle_count",
+                                                  "temp",
+                                                  "time_to_empty_now",
+                                                  "time_to_full_now",
+                                                  "voltage_max",
+                                                  "current_max"};
 
 SupplyProperties readSupply(const std::string& dir) {
     SupplyProperties properties;

@@ -20,7 +20,8 @@ std::optional<uint64_t> indexAfter(std::string_view name, std::string_view prefi
 }
 
 // Directory entries `prefix`N`suffix`, by N.
-std::vector<uint64_t> numbered(const std::vector<std::string>& names, std::string_view prefix, std::string_view suffix) {
+std::vector<uint64_t> numbered(const std::vector<std::string>& names, std::string_view prefix,
+                               std::string_view suffix) {
     std::vector<uint64_t> indexes;
     for (const auto& name : names)
         if (auto index = indexAfter(name, prefix, suffix)) indexes.push_back(*index);

@@ -12,12 +12,12 @@
 namespace qm {
 
 struct HwmonTemperature {
-    std::string chip;       // hwmon "name", or the thermal zone's type
-    std::string label;      // tempN_label, empty when there is none
-    std::string name;       // what the user sees
+    std::string chip;   // hwmon "name", or the thermal zone's type
+    std::string label;  // tempN_label, empty when there is none
+    std::string name;   // what the user sees
     SensorReading::Group group = SensorReading::Group::other;
     bool groupFromLabel = false;  // the chip said nothing; the label's wording decided
-    std::string inputPath;  // millidegrees Celsius
+    std::string inputPath;        // millidegrees Celsius
     ThermalLimits limits;
 };
 
@@ -34,11 +34,9 @@ struct HwmonScan {
 // Every hwmon chip below `root`/sys/class/hwmon. The group comes from the chip
 // ("coretemp" CPU, "amdgpu" GPU, "nvme" storage, ...), or from the label's wording
 // for chips that do not say; a motherboard chip's "CPUTIN" only counts as CPU when no
-// CPU chip is present, so it cannot dilute the processor's own readings. Names are the labels ("Package id 0", "Tctl"), prefixed
-// with the chip outside the CPU group ("nvme Composite", "amdgpu edge"); a repeated
-// name gets " 2", " 3".
-// When no chip has a temperature, the thermal zones stand in (a Raspberry Pi's
-// "cpu-thermal", ACPI's "acpitz").
+// CPU chip is present, so it cannot dilute the processor's own readings. Names are the labels ("Package id 0", "Tctl"),
+// prefixed with the chip outside the CPU group ("nvme Composite", "amdgpu edge"); a repeated name gets " 2", " 3". When
+// no chip has a temperature, the thermal zones stand in (a Raspberry Pi's "cpu-thermal", ACPI's "acpitz").
 HwmonScan scanHwmon(const std::string& root);
 
 // Thermal zones with a usable passive, hot or critical trip point, for the thermal

@@ -117,8 +117,8 @@ std::shared_ptr<Formatters> makeFormatters(const icu::Locale& locale, const std:
     }
 
     status = U_ZERO_ERROR;
-    auto relative = std::make_unique<icu::RelativeDateTimeFormatter>(
-        locale, nullptr, UDAT_STYLE_SHORT, UDISPCTX_CAPITALIZATION_NONE, status);
+    auto relative = std::make_unique<icu::RelativeDateTimeFormatter>(locale, nullptr, UDAT_STYLE_SHORT,
+                                                                     UDISPCTX_CAPITALIZATION_NONE, status);
     if (U_SUCCESS(status)) f->relative = std::move(relative);
     return f;
 }
@@ -287,8 +287,7 @@ std::string Fmt::minutes(int64_t m) {
         return std::to_string(m) + "m";
     }
     int64_t hours = m / 60, rest = m % 60;
-    if (auto text = formatSpan(*f, f->hoursMinutes, hours, rest))
-        return *text;
+    if (auto text = formatSpan(*f, f->hoursMinutes, hours, rest)) return *text;
     return std::to_string(hours) + "h " + std::to_string(rest) + "m";
 }
 
@@ -304,12 +303,10 @@ std::string Fmt::duration(double seconds) {
         return std::to_string(mins) + "m";
     }
     if (s < 86400) {
-        if (auto text = formatSpan(*f, f->hoursMinutes, hours, mins))
-            return *text;
+        if (auto text = formatSpan(*f, f->hoursMinutes, hours, mins)) return *text;
         return std::to_string(hours) + "h " + std::to_string(mins) + "m";
     }
-    if (auto text = formatSpan(*f, f->daysHours, days, hours))
-        return *text;
+    if (auto text = formatSpan(*f, f->daysHours, days, hours)) return *text;
     return std::to_string(days) + "d " + std::to_string(hours) + "h";
 }
 
