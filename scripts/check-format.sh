@@ -10,7 +10,7 @@ if [[ "${1:-}" == "--fix" ]]; then fix=1; shift; fi
 
 format="${CLANG_FORMAT:-$(command -v clang-format || command -v clang-format-14 || true)}"
 if [[ -z "$format" ]]; then
-    echo "check-format: clang-format not found (scripts/install-ci-deps.sh installs it)" >&2
+    echo "check-format: clang-format not found (scripts/install-deps.sh --ci installs it)" >&2
     exit 1
 fi
 

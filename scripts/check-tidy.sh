@@ -11,7 +11,7 @@ shift || true
 
 tidy="${CLANG_TIDY:-$(command -v clang-tidy || command -v clang-tidy-14 || true)}"
 if [[ -z "$tidy" ]]; then
-    echo "check-tidy: clang-tidy not found (scripts/install-ci-deps.sh installs it)" >&2
+    echo "check-tidy: clang-tidy not found (scripts/install-deps.sh --ci installs it)" >&2
     exit 1
 fi
 if [[ ! -f "$build/compile_commands.json" ]]; then

@@ -1,15 +1,22 @@
 #!/usr/bin/env bash
 # Installs what building and testing Quillmere needs: Debian/Ubuntu packages, or
-# Homebrew formulae on macOS. Safe to run again: installed packages are skipped.
+# Homebrew formulae on macOS. With --ci, also what CI adds: clang with its sanitizer
+# and libFuzzer runtimes, clang-format and clang-tidy. Safe to run again: installed
+# packages are skipped.
 set -euo pipefail
+
+ci=0
+[[ "${1:-}" == "--ci" ]] && ci=1
 
 if [[ "$(uname -s)" == "Darwin" ]]; then
     brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark
+    [[ $ci -eq 1 ]] && brew install llvm
     exit 0
 fi
 
 packages=(cmake g++ make pkg-config libsqlite3-dev sqlite3 libicu-dev nlohmann-json3-dev libcli11-dev
           libasio-dev libgtest-dev libgmock-dev libbenchmark-dev procps)
+[[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

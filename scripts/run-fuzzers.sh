@@ -23,7 +23,7 @@ shift $((OPTIND - 1))
 
 cxx="${FUZZ_CXX:-$(command -v clang++ || command -v clang++-14 || true)}"
 if [[ -z "$cxx" ]]; then
-    echo "run-fuzzers: clang++ not found (scripts/install-ci-deps.sh installs it)" >&2
+    echo "run-fuzzers: clang++ not found (scripts/install-deps.sh --ci installs it)" >&2
     exit 1
 fi
 
