@@ -16,7 +16,7 @@
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
 
-namespace qm::cli {
+namespace qm::cli::advisor_command {
 namespace {
 
 struct AdvisorOptions {
@@ -77,4 +77,4 @@ RegisterCommand registration{"advisor",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::advisor_command

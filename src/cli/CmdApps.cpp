@@ -14,7 +14,7 @@
 #include "shell/AppsTable.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::apps_command {
 namespace {
 
 struct AppsOptions {
@@ -143,4 +143,4 @@ RegisterCommand registration("apps", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::apps_command

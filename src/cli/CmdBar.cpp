@@ -14,7 +14,7 @@
 #include "shell/MenuBarLabel.h"
 #include "shell/StatusBarOutput.h"
 
-namespace qm::cli {
+namespace qm::cli::bar_command {
 namespace {
 
 struct BarOptions {
@@ -59,4 +59,4 @@ RegisterCommand registration{"bar",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::bar_command

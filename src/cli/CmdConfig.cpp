@@ -13,7 +13,7 @@
 #include "core/FileRead.h"
 #include "shell/MenuBarStyle.h"
 
-namespace qm::cli {
+namespace qm::cli::config_command {
 namespace {
 
 enum class SettingType { boolean, number, text };
@@ -179,4 +179,4 @@ RegisterCommand registration{"config",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::config_command

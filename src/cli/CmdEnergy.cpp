@@ -20,7 +20,7 @@
 #include "history/HistoryStore.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::energy_command {
 namespace {
 
 struct EnergyOptions {
@@ -143,4 +143,4 @@ RegisterCommand registration{"energy",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::energy_command

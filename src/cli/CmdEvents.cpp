@@ -12,7 +12,7 @@
 #include "history/TimeArguments.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::events_command {
 namespace {
 
 struct EventsOptions {
@@ -66,4 +66,4 @@ RegisterCommand registration{"events",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::events_command

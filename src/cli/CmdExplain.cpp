@@ -12,7 +12,7 @@
 #include "knowledge/TextCase.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::explain_command {
 namespace {
 
 struct Found {
@@ -161,4 +161,4 @@ RegisterCommand registration("explain", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::explain_command

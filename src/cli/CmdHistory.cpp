@@ -12,7 +12,7 @@
 #include "history/TimeArguments.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::history_command {
 namespace {
 
 struct HistoryOptions {
@@ -143,4 +143,4 @@ RegisterCommand registration{"history",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::history_command

@@ -20,7 +20,7 @@
 #include "shell/PlatformWording.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::record_command {
 namespace {
 
 struct RecordOptions {
@@ -101,4 +101,4 @@ RegisterCommand registration("record", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::record_command

@@ -14,7 +14,7 @@
 #include "core/Sampler.h"
 #include "core/SnapshotJson.h"
 
-namespace qm::cli {
+namespace qm::cli::sample_command {
 namespace {
 
 struct SampleOptions {
@@ -76,4 +76,4 @@ RegisterCommand registration("sample", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::sample_command

@@ -12,7 +12,7 @@
 #include "knowledge/CommandPalette.h"
 #include "knowledge/ProcessLibrary.h"
 
-namespace qm::cli {
+namespace qm::cli::search_command {
 namespace {
 
 // Running groups with CPU rates: two reads of the process list a second apart.
@@ -87,4 +87,4 @@ RegisterCommand registration("search", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::search_command

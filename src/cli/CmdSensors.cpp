@@ -12,7 +12,7 @@
 #include "readers/Sources.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::sensors_command {
 namespace {
 
 ThermalStats readAll() {
@@ -87,4 +87,4 @@ RegisterCommand registration("sensors", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::sensors_command

@@ -17,7 +17,7 @@
 #include "readers/MachineInfo.h"
 #include "shell/PlatformWording.h"
 
-namespace qm::cli {
+namespace qm::cli::status_command {
 namespace {
 
 const char* levelName(int level) {
@@ -73,4 +73,4 @@ RegisterCommand registration("status", [](CLI::App& app) {
 });
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::status_command

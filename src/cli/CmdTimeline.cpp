@@ -17,7 +17,7 @@
 #include "history/Timeline.h"
 #include "shell/fmt/Fmt.h"
 
-namespace qm::cli {
+namespace qm::cli::timeline_command {
 namespace {
 
 using Range = HistoryTimelineView::Range;
@@ -229,4 +229,4 @@ RegisterCommand registration{"timeline",
                              }};
 
 }  // namespace
-}  // namespace qm::cli
+}  // namespace qm::cli::timeline_command

@@ -9,32 +9,19 @@
 #include <thread>
 
 #include "LogCapture.h"
+#include "HistoryRows.h"
 #include "TempDirectory.h"
 #include "history/HistoryFiles.h"
 
 using namespace qm;
 using qm::testing::LogCapture;
+using qm::testing::minuteAt;
+using qm::testing::rawExec;
 using qm::testing::TempDirectory;
 
 namespace {
 
 constexpr int64_t base = 1'700'000'040;  // a minute boundary
-
-SystemMinute minuteAt(int64_t ts, double cpu = 10) {
-    SystemMinute m;
-    m.ts = ts;
-    m.cpu = cpu;
-    m.memUsed = 4e9;
-    m.memTotal = 16e9;
-    m.pressure = 30;
-    m.pressureLevel = 1;
-    m.swap = 1e8;
-    m.netRx = 1000;
-    m.netTx = 500;
-    m.diskRead = 2000;
-    m.diskWrite = 3000;
-    return m;
-}
 
 AppMinute appAt(int64_t ts, const std::string& key, double cpu, double energy = 0, double memory = 1e8) {
     return {ts, key, key.substr(key.find(':') + 1), cpu, memory, energy, 100};
@@ -48,14 +35,6 @@ TimelineEvent eventAt(Date date, EventKind kind = EventKind::highCPU) {
     e.title = "Title";
     e.detail = "Detail";
     return e;
-}
-
-// A second, independent connection for looking at or tampering with the file.
-void rawExec(const std::string& path, const std::string& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
-    sqlite3_close(db);
 }
 
 int64_t rawCount(const std::string& path, const std::string& table) {

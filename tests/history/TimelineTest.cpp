@@ -5,10 +5,13 @@
 
 #include "core/Queue.h"
 
+#include "HistoryRows.h"
 #include "TempDirectory.h"
 #include "history/HistoryStore.h"
 
 using namespace qm;
+using qm::testing::minuteAt;
+using qm::testing::rawExec;
 using qm::testing::TempDirectory;
 using Range = HistoryTimelineView::Range;
 
@@ -17,24 +20,7 @@ namespace {
 // 2023-11-14 10:00:00 UTC: a whole hour, so bucket arithmetic reads plainly.
 constexpr int64_t tenOClock = 1'699'956'000;
 
-SystemMinute minuteAt(int64_t ts, double cpu = 10) {
-    SystemMinute m;
-    m.ts = ts;
-    m.cpu = cpu;
-    m.memUsed = 4e9;
-    m.memTotal = 16e9;
-    return m;
-}
-
-AppMinute appAt(int64_t ts, const std::string& key, double cpu) { return {ts, key, key, cpu, 1e8, 1, 0}; }
-
-// A second connection for writing what the store's API cannot (app rows without a minute).
-void rawExec(const std::string& path, const std::string& sql) {
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
-    sqlite3_close(db);
-}
+AppMinute busyApp(int64_t ts, const std::string& key, double cpu) { return {ts, key, key, cpu, 1e8, 1, 0}; }
 
 // Holds posted work until the test runs it.
 class HeldQueue : public SerialQueue {
@@ -108,12 +94,12 @@ TEST(TimelineTest, SelectingAMomentAsksForTheAppsOfItsBucketOnly) {
     TempDirectory dir;
     HistoryStore store(dir.file("h.sqlite"));
     int64_t five = tenOClock + 300;
-    store.write(minuteAt(five - 60), {appAt(five - 60, "proc:before", 90)});  // previous bucket
-    store.write(minuteAt(five), {appAt(five, "proc:first", 20), appAt(five, "proc:busy", 70)});
-    store.write(minuteAt(five + 240), {appAt(five + 240, "proc:first", 40)});
-    store.write(minuteAt(five + 300), {appAt(five + 300, "proc:after", 95)});  // next bucket
+    store.write(minuteAt(five - 60), {busyApp(five - 60, "proc:before", 90)});  // previous bucket
+    store.write(minuteAt(five), {busyApp(five, "proc:first", 20), busyApp(five, "proc:busy", 70)});
+    store.write(minuteAt(five + 240), {busyApp(five + 240, "proc:first", 40)});
+    store.write(minuteAt(five + 300), {busyApp(five + 300, "proc:after", 95)});  // next bucket
     for (int i = 0; i < 8; ++i)
-        store.write(minuteAt(five + 60), {appAt(five + 60, "proc:small" + std::to_string(i), 1)});
+        store.write(minuteAt(five + 60), {busyApp(five + 60, "proc:small" + std::to_string(i), 1)});
 
     HistoryTimelineView view;
     view.range = Range::day;
@@ -163,7 +149,7 @@ TEST(TimelineTest, MomentPanelShowsTheBucketRowAppsAndNearbyEvents) {
     HistoryStore store(dir.file("h.sqlite"));
     Date now = tenOClock + 3600;
     int64_t at = tenOClock + 300;
-    store.write(minuteAt(at, 55), {appAt(at, "proc:a", 10)});
+    store.write(minuteAt(at, 55), {busyApp(at, "proc:a", 10)});
     // A bucket with apps but no system row.
     int64_t bare = tenOClock + 1200;
     rawExec(dir.file("h.sqlite"), "INSERT INTO app VALUES(" + std::to_string(bare) + ",'proc:only','only',5,1e8,1,0);");
