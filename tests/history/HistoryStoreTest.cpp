@@ -8,8 +8,8 @@
 #include <fstream>
 #include <thread>
 
-#include "LogCapture.h"
 #include "HistoryRows.h"
+#include "LogCapture.h"
 #include "TempDirectory.h"
 #include "history/HistoryFiles.h"
 
