@@ -108,12 +108,12 @@ void Sampler::sample() {
     // Power: every tick in the background, every 3rd tick when live. A change of power
     // source re-arms the timer at once so the background period follows it.
     if (!lastBattery_ || !live_ || tick_ % 3 == 0) {
-        const std::optional<bool> wasOnAC =
-            lastBattery_ ? std::optional<bool>(lastBattery_->battery.onAC) : std::nullopt;
+        const bool hadReading = lastBattery_.has_value();
+        const bool wasOnAC = hadReading && lastBattery_->battery.onAC;
         auto reading = powerReader_->read();
         if (reading) {
             lastBattery_ = reading;
-            if (wasOnAC && *wasOnAC != reading->battery.onAC) schedule();
+            if (hadReading && wasOnAC != reading->battery.onAC) schedule();
         }
     }
     s.battery = lastBattery_ ? lastBattery_->battery : BatteryStats{};
