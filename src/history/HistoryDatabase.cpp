@@ -31,6 +31,15 @@ std::string parentOf(const std::string& path) {
     return path.substr(0, slash);
 }
 
+// Byte counts and byte rates are kept to the whole byte. SQLite stores a REAL with no
+// fraction as compactly as an integer (0 to 6 bytes instead of 8), which keeps a day of
+// history small, and a fraction of a byte means nothing to anyone reading it back.
+double wholeBytes(double bytes) {
+    constexpr double exact = 9007199254740992.0;  // 2^53: every whole double below is exact
+    if (!std::isfinite(bytes) || std::fabs(bytes) >= exact) return bytes;
+    return std::round(bytes);
+}
+
 }  // namespace
 
 int64_t wholeSeconds(Date date) {
@@ -112,19 +121,19 @@ void HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMin
         if (sys.prepared()) {
             sys.bindInt64(1, minute.ts);
             sys.bindDouble(2, minute.cpu);
-            sys.bindDouble(3, minute.memUsed);
-            sys.bindDouble(4, minute.memTotal);
+            sys.bindDouble(3, wholeBytes(minute.memUsed));
+            sys.bindDouble(4, wholeBytes(minute.memTotal));
             sys.bindDouble(5, minute.pressure);
             // The minute accumulator's kernel code: 1 normal, 2 warning, 4 critical.
             sys.bindInt(6, static_cast<int>(minute.pressureLevel));
-            sys.bindDouble(7, minute.swap);
+            sys.bindDouble(7, wholeBytes(minute.swap));
             sys.bindDouble(8, minute.gpu);
             sys.bindDouble(9, minute.power);
             sys.bindDouble(10, minute.socTemp);
-            sys.bindDouble(11, minute.netRx);
-            sys.bindDouble(12, minute.netTx);
-            sys.bindDouble(13, minute.diskRead);
-            sys.bindDouble(14, minute.diskWrite);
+            sys.bindDouble(11, wholeBytes(minute.netRx));
+            sys.bindDouble(12, wholeBytes(minute.netTx));
+            sys.bindDouble(13, wholeBytes(minute.diskRead));
+            sys.bindDouble(14, wholeBytes(minute.diskWrite));
             sys.bindDouble(15, minute.battery);
             sys.bindInt(16, minute.onBattery ? 1 : 0);
             sys.bindInt(17, static_cast<int>(minute.thermal));
@@ -141,9 +150,9 @@ void HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMin
             app.bindText(2, row.key);
             app.bindText(3, row.name);
             app.bindDouble(4, row.cpu);
-            app.bindDouble(5, row.memory);
+            app.bindDouble(5, wholeBytes(row.memory));
             app.bindDouble(6, row.energy);
-            app.bindDouble(7, row.diskWrite);
+            app.bindDouble(7, wholeBytes(row.diskWrite));
             app.step();
             noteWriteFailure(app.lastResult());
         }

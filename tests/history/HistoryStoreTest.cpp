@@ -70,6 +70,33 @@ TEST(HistoryStore, SameMinuteTwiceKeepsOneRowPerKeyWithTheSecondValues) {
     EXPECT_EQ(apps[1].name, "b");
 }
 
+TEST(HistoryStore, BytesAreKeptWholeAndEverythingElseExactly) {
+    TempDirectory dir;
+    HistoryStore store(dir.file("history.sqlite"));
+    SystemMinute m = minuteAt(base, 12.345);
+    m.memUsed = 4e9 + 0.4;
+    m.netRx = 1000.6;
+    m.pressure = 31.25;
+    m.power = 7.125;
+    AppMinute a = appAt(base, "app:A", 3.21, 0.015, 2e8 + 0.5);
+    a.diskWrite = 99.4;
+    store.write(m, {a});
+
+    auto rows = store.systemMinutesSync(base, base, 60);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].memUsed, 4e9);
+    EXPECT_EQ(rows[0].netRx, 1001);
+    EXPECT_EQ(rows[0].cpu, 12.345) << "percentages, watts and energy keep their fractions";
+    EXPECT_EQ(rows[0].pressure, 31.25);
+    EXPECT_EQ(rows[0].power, 7.125);
+    auto apps = store.appMinutesSync(base, base);
+    ASSERT_EQ(apps.size(), 1u);
+    EXPECT_EQ(apps[0].memory, 2e8 + 1);  // half a byte rounds away from zero
+    EXPECT_EQ(apps[0].diskWrite, 99);
+    EXPECT_EQ(apps[0].cpu, 3.21);
+    EXPECT_EQ(apps[0].energy, 0.015);
+}
+
 TEST(HistoryStore, BucketsAverageRatesAndKeepTheWorstMoment) {
     TempDirectory dir;
     HistoryStore store(dir.file("history.sqlite"));
