@@ -87,7 +87,9 @@ void run(const RecordOptions& options) {
     // Save the minute in progress, then let the store finish every queued write.
     monitor.sampler().flushNow();
     store.waitUntilIdle();
-    if (!options.quiet) std::cout << "Stopped; the current minute was saved." << std::endl;
+    if (!options.quiet)
+        std::cout << (monitor.hasData() ? "Stopped; the current minute was saved." : "Stopped before the first sample.")
+                  << std::endl;
     signalWaiter.join();
 }
 

@@ -54,8 +54,7 @@ private:
     // Memory the compressed RAM disks occupy; absent when there are none (zswap counts then).
     std::optional<uint64_t> zramUsed() {
         std::optional<uint64_t> total;
-        for (const auto& name : listDirectory(at("/sys/block"))) {
-            if (!name.starts_with("zram")) continue;
+        for (const auto& name : zramDevices()) {
             auto stat = readLine(at("/sys/block/" + name + "/mm_stat"));
             if (!stat) continue;
             if (auto used = parseZramUsed(*stat)) total = total.value_or(0) + *used;
@@ -90,8 +89,22 @@ private:
         return result;
     }
 
+    // The zram devices, listed again once a minute: they are set up at boot and seldom
+    // change, and listing /sys/block every tick would be most of this reader's cost.
+    const std::vector<std::string>& zramDevices() {
+        const double now = Clock::system().monotonic();
+        if (zramListedAt_ && now - *zramListedAt_ < 60) return zramDevices_;
+        zramDevices_.clear();
+        for (auto& name : listDirectory(at("/sys/block")))
+            if (name.starts_with("zram")) zramDevices_.push_back(std::move(name));
+        zramListedAt_ = now;
+        return zramDevices_;
+    }
+
     std::optional<PressureStall> previous_;
     double previousAt_ = 0;
+    std::vector<std::string> zramDevices_;
+    std::optional<double> zramListedAt_;
 };
 
 // Only interfaces backed by a device count: that leaves out lo, veth pairs,
