@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const auto& line : qm::parsePSOutput(text, 501))
         if (line.uid == 501) std::abort();
     double seconds = qm::parseCPUTime(text);
-    if (std::isnan(seconds)) std::abort();
+    if (!std::isfinite(seconds) || seconds < 0) std::abort();
     (void)qm::lastPathComponent(text);
     (void)qm::looksLikeVersion(text);
     return 0;

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdlib>
 
 namespace qm {
@@ -87,6 +88,8 @@ std::optional<uint64_t> parseUInt(std::string_view text) {
     uint64_t value = 0;
     auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    // "nan" and "inf" parse, but no figure the system reads may be either.
+    if (!std::isfinite(value)) return std::nullopt;
     return value;
 }
 
@@ -97,6 +100,8 @@ std::optional<int64_t> parseInt(std::string_view text) {
     int64_t value = 0;
     auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    // "nan" and "inf" parse, but no figure the system reads may be either.
+    if (!std::isfinite(value)) return std::nullopt;
     return value;
 }
 
@@ -106,6 +111,8 @@ std::optional<double> parseDouble(std::string_view text) {
     double value = 0;
     auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (ec != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    // "nan" and "inf" parse, but no figure the system reads may be either.
+    if (!std::isfinite(value)) return std::nullopt;
     return value;
 }
 

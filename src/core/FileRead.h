@@ -26,7 +26,7 @@ std::vector<std::string> listDirectory(const std::string& path);
 // Parsing helpers that never throw.
 std::optional<uint64_t> parseUInt(std::string_view text);
 std::optional<int64_t> parseInt(std::string_view text);
-std::optional<double> parseDouble(std::string_view text);
+std::optional<double> parseDouble(std::string_view text);  // finite numbers only
 std::string_view trim(std::string_view text);
 // Splits on runs of blanks (spaces and tabs).
 std::vector<std::string_view> splitFields(std::string_view line);

@@ -1,5 +1,7 @@
 #include "processes/ProcessNames.h"
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "core/FileRead.h"
@@ -49,22 +51,33 @@ std::string baseProcessName(int32_t pid, std::string_view path, std::string_view
     return name;
 }
 
+namespace {
+
+// One field of a CPU time: a number of days, hours, minutes or seconds, never negative.
+double timeField(std::string_view text) { return std::max(0.0, parseDouble(text).value_or(0)); }
+
+}  // namespace
+
 double parseCPUTime(std::string_view text) {
     text = trim(text);
     double total = 0;
     if (auto dash = text.find('-'); dash != std::string_view::npos) {
-        total = parseDouble(text.substr(0, dash)).value_or(0) * 86'400;
+        total = timeField(text.substr(0, dash)) * 86'400;
         text = text.substr(dash + 1);
     }
+    // Hours, minutes and seconds at most: a longer chain is not ps's, and would grow
+    // without bound by the repeated multiplication.
+    if (std::count(text.begin(), text.end(), ':') > 2) return 0;
     double clock = 0;
     size_t start = 0;
     while (start <= text.size()) {
         size_t end = text.find(':', start);
         if (end == std::string_view::npos) end = text.size();
-        clock = clock * 60 + parseDouble(text.substr(start, end - start)).value_or(0);
+        clock = clock * 60 + timeField(text.substr(start, end - start));
         start = end + 1;
     }
-    return total + clock;
+    const double seconds = total + clock;
+    return std::isfinite(seconds) ? seconds : 0;  // absurd day counts overflow
 }
 
 }  // namespace qm

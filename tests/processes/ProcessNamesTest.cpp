@@ -13,6 +13,14 @@ TEST(ProcessNames, CPUTimeForms) {
     EXPECT_DOUBLE_EQ(parseCPUTime("12"), 12);
     EXPECT_DOUBLE_EQ(parseCPUTime("01:xx:05"), 3605) << "an unparsable part counts 0";
     EXPECT_DOUBLE_EQ(parseCPUTime(""), 0);
+    // Found by fuzzing: text that parses as a floating-point special, and chains longer
+    // than ps writes.
+    EXPECT_DOUBLE_EQ(parseCPUTime("NAN"), 0);
+    EXPECT_DOUBLE_EQ(parseCPUTime("inf:00"), 0);
+    EXPECT_DOUBLE_EQ(parseCPUTime("1-nan:00:01"), 86'401);
+    EXPECT_DOUBLE_EQ(parseCPUTime("1:1:1:1:1:1:1:1"), 0);
+    EXPECT_DOUBLE_EQ(parseCPUTime("0--5"), 0) << "no negative fields";
+    EXPECT_DOUBLE_EQ(parseCPUTime("1e308-00:01"), 0) << "no overflow to infinity";
 }
 
 TEST(ProcessNames, VersionNamesAndFriendlyNames) {
