@@ -40,6 +40,37 @@ double wholeBytes(double bytes) {
     return std::round(bytes);
 }
 
+// Bucketed system minutes on either connection; empty without one.
+std::vector<SystemMinute> readBucketedMinutes(sqlite3* db, int64_t from, int64_t to, int64_t bucket) {
+    std::vector<SystemMinute> rows;
+    if (db == nullptr) return rows;
+    SqliteStatement query(db, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
+    query.bindInt64(1, from);
+    query.bindInt64(2, to);
+    while (query.step()) {
+        SystemMinute m;
+        m.ts = query.int64At(0);
+        m.cpu = query.doubleAt(1);
+        m.memUsed = query.doubleAt(2);
+        m.memTotal = query.doubleAt(3);
+        m.pressure = query.doubleAt(4);
+        m.pressureLevel = static_cast<int>(query.int64At(5));
+        m.swap = query.doubleAt(6);
+        m.gpu = query.optionalDoubleAt(7);
+        m.power = query.optionalDoubleAt(8);
+        m.socTemp = query.optionalDoubleAt(9);
+        m.netRx = query.doubleAt(10);
+        m.netTx = query.doubleAt(11);
+        m.diskRead = query.doubleAt(12);
+        m.diskWrite = query.doubleAt(13);
+        m.battery = query.optionalDoubleAt(14);
+        m.onBattery = query.int64At(15) != 0;
+        m.thermal = static_cast<int>(query.int64At(16));
+        rows.push_back(m);
+    }
+    return rows;
+}
+
 }  // namespace
 
 int64_t wholeSeconds(Date date) {
@@ -194,33 +225,7 @@ void HistoryDatabase::eraseAll() {
 }
 
 std::vector<SystemMinute> HistoryDatabase::systemMinutes(int64_t from, int64_t to, int64_t bucket) {
-    std::vector<SystemMinute> rows;
-    if (db_ == nullptr) return rows;
-    SqliteStatement query(db_, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
-    query.bindInt64(1, from);
-    query.bindInt64(2, to);
-    while (query.step()) {
-        SystemMinute m;
-        m.ts = query.int64At(0);
-        m.cpu = query.doubleAt(1);
-        m.memUsed = query.doubleAt(2);
-        m.memTotal = query.doubleAt(3);
-        m.pressure = query.doubleAt(4);
-        m.pressureLevel = static_cast<int>(query.int64At(5));
-        m.swap = query.doubleAt(6);
-        m.gpu = query.optionalDoubleAt(7);
-        m.power = query.optionalDoubleAt(8);
-        m.socTemp = query.optionalDoubleAt(9);
-        m.netRx = query.doubleAt(10);
-        m.netTx = query.doubleAt(11);
-        m.diskRead = query.doubleAt(12);
-        m.diskWrite = query.doubleAt(13);
-        m.battery = query.optionalDoubleAt(14);
-        m.onBattery = query.int64At(15) != 0;
-        m.thermal = static_cast<int>(query.int64At(16));
-        rows.push_back(m);
-    }
-    return rows;
+    return readBucketedMinutes(db_, from, to, bucket);
 }
 
 std::vector<TimelineEvent> HistoryDatabase::events(int64_t from, int64_t to, int limit) {
@@ -306,6 +311,26 @@ std::vector<AppMinute> HistoryDatabase::appMinutes(int64_t from, int64_t to) {
                         query.doubleAt(5), query.doubleAt(6)});
     }
     return rows;
+}
+
+HistoryReadConnection::HistoryReadConnection(const std::string& path) {
+    // Read-only: this connection never creates, repairs or moves the file; the
+    // writing connection has done that before any reader exists.
+    if (sqlite3_open_v2(path.c_str(), &db_, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+        sqlite3_close_v2(db_);
+        db_ = nullptr;
+        return;
+    }
+    sqlite3_busy_timeout(db_, busyTimeoutMs);
+    execSQL(db_, historysql::tempStoreMemory);
+}
+
+HistoryReadConnection::~HistoryReadConnection() {
+    if (db_ != nullptr) sqlite3_close_v2(db_);
+}
+
+std::vector<SystemMinute> HistoryReadConnection::systemMinutes(int64_t from, int64_t to, int64_t bucket) {
+    return readBucketedMinutes(db_, from, to, bucket);
 }
 
 }  // namespace qm

@@ -70,6 +70,23 @@ private:
     bool writeFailureLogged_ = false;
 };
 
+// A second connection to the same file that only reads, so that a long range of
+// system minutes can be read in two halves at once: WAL lets readers run beside the
+// writer. Not thread-safe, like HistoryDatabase; inert when the file cannot be opened.
+class HistoryReadConnection {
+public:
+    explicit HistoryReadConnection(const std::string& path);
+    ~HistoryReadConnection();
+    HistoryReadConnection(const HistoryReadConnection&) = delete;
+    HistoryReadConnection& operator=(const HistoryReadConnection&) = delete;
+
+    bool isOpen() const { return db_ != nullptr; }
+    std::vector<SystemMinute> systemMinutes(int64_t from, int64_t to, int64_t bucket);
+
+private:
+    sqlite3* db_ = nullptr;
+};
+
 // Dates are whole seconds since 1970, truncated toward zero; dates beyond the range
 // of Int64 seconds are clamped rather than trusted.
 int64_t wholeSeconds(Date date);

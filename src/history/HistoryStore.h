@@ -84,12 +84,19 @@ private:
     template <typename Result>
     Result answerNow(std::function<Result(HistoryDatabase&)> query);
     void deliver(std::function<void()> work);
+    // Bucketed system minutes, on queue_. A long range is read in two halves at once,
+    // the later half on a second, read-only connection with its own queue.
+    std::vector<SystemMinute> readSystemMinutes(int64_t from, int64_t to, int bucket);
+    bool readerAvailable();
 
     std::string path_;
     const Clock& clock_;
     std::atomic<SerialQueue*> completionQueue_;
     std::unique_ptr<SerialQueue> queue_;
     std::unique_ptr<HistoryDatabase> db_;  // used only on queue_
+    // Made on first use by a long query; reader_ is used only on readerQueue_.
+    std::unique_ptr<SerialQueue> readerQueue_;
+    std::unique_ptr<HistoryReadConnection> reader_;
 };
 
 }  // namespace qm

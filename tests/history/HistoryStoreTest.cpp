@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <thread>
 
 #include "HistoryRows.h"
@@ -137,6 +138,36 @@ TEST(HistoryStore, BucketsAverageRatesAndKeepTheWorstMoment) {
         EXPECT_EQ(minutes[2].ts, start + 240);
     }
     EXPECT_TRUE(store.systemMinutesSync(start + 1000, start + 2000, 60).empty());
+}
+
+TEST(HistoryStore, LongRangesReadInHalvesGiveEveryBucketOnceAndWhole) {
+    TempDirectory dir;
+    HistoryStore store(dir.file("history.sqlite"));
+    ASSERT_TRUE(store.isOpen());
+    // Ten days of minutes in one transaction; CPU cycles so that every bucket's
+    // average differs from its neighbours'.
+    constexpr int minutes = 10 * 1440;
+    rawExec(dir.file("history.sqlite"),
+            "WITH RECURSIVE m(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM m WHERE i < " + std::to_string(minutes - 1) +
+                ") INSERT INTO sys(ts, cpu, mem_used, mem_total, plevel, on_battery, thermal) SELECT " +
+                std::to_string(base) + " + i * 60, i % 97, 4e9, 16e9, 1, 0, 0 FROM m;");
+
+    for (int bucket : {7200, 7000, 60}) {
+        std::map<int64_t, std::pair<double, int>> expected;  // bucket start -> (CPU sum, minutes)
+        for (int i = 0; i < minutes; ++i) {
+            auto& [sum, count] = expected[(base + i * 60) / bucket * bucket];
+            sum += i % 97;
+            count += 1;
+        }
+        auto rows = store.systemMinutesSync(base, base + minutes * 60, bucket);
+        ASSERT_EQ(rows.size(), expected.size()) << "bucket " << bucket;
+        auto it = expected.begin();
+        for (const auto& row : rows) {
+            ASSERT_EQ(row.ts, it->first) << "bucket " << bucket;
+            EXPECT_NEAR(row.cpu, it->second.first / it->second.second, 1e-9) << "bucket " << bucket << " at " << row.ts;
+            ++it;
+        }
+    }
 }
 
 TEST(HistoryStore, EventsComeNewestFirstCappedAndSkipUnknownKinds) {
