@@ -1,6 +1,5 @@
 // quillmere config get KEY | set KEY VALUE | unset KEY | list: the user's settings,
 // the same ones the monitor reads (a change takes effect without a restart).
-#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -84,7 +83,7 @@ std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::s
             return std::nullopt;
         case SettingType::number: {
             auto number = parseDouble(text);
-            if (!number || !std::isfinite(*number) || *number < 0) return std::nullopt;
+            if (!number || *number < 0) return std::nullopt;  // parseDouble gives finite numbers only
             return *number;
         }
         case SettingType::text:
