@@ -15,7 +15,7 @@ if [[ "$(uname -s)" == "Darwin" ]]; then
 fi
 
 packages=(cmake g++ make pkg-config libsqlite3-dev sqlite3 libicu-dev nlohmann-json3-dev libcli11-dev
-          libasio-dev libgtest-dev libgmock-dev libbenchmark-dev procps)
+          libasio-dev libgtest-dev libgmock-dev libbenchmark-dev procps libssl-dev)
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy)
 missing=()
 for p in "${packages[@]}"; do
