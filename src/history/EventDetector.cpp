@@ -3,6 +3,7 @@
 #include <limits>
 #include <set>
 
+#include "processes/KernelGroup.h"
 #include "shell/fmt/Fmt.h"
 
 namespace qm {
@@ -148,7 +149,7 @@ void EventDetector::checkHighCPU(const Snapshot& s, Date now, std::vector<Timeli
 
     std::set<std::string> seen;
     for (const AppGroup& g : s.groups) {
-        if (g.cpu < threshold || g.id == "proc:kernel_task") continue;  // the kernel is never blamed
+        if (g.cpu < threshold || isKernelGroup(g.id)) continue;  // the kernel is never blamed
         seen.insert(g.id);
         Date since = highCPUSince.try_emplace(g.id, now).first->second;
         double elapsed = now - since;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "knowledge/Localized.h"
+#include "processes/KernelGroup.h"
 #include "shell/fmt/Fmt.h"
 
 namespace qm::Insights {
@@ -30,7 +31,7 @@ std::string levelSymbol(int level) {
 const AppGroup* heaviest(const Snapshot& snapshot) {
     const AppGroup* best = nullptr;
     for (const AppGroup& group : snapshot.groups) {
-        if (group.id == "proc:kernel_task") continue;
+        if (isKernelGroup(group.id)) continue;
         // Strictly greater: on equal scores the earlier group stays.
         if (!best || score(group) > score(*best)) best = &group;
     }

@@ -28,8 +28,8 @@ Status status(const Snapshot& snapshot);
 
 // The group working hardest: the highest cpu + 20 × power (watts; absent counts as
 // 0), so one watt weighs like a fifth of a core. The kernel's own group
-// ("proc:kernel_task") never counts; ties go to the earlier group. Null when there
-// is no candidate. The pointer points into `snapshot`.
+// ("proc:kernel_task", on Linux "proc:kernel") never counts; ties go to the earlier
+// group. Null when there is no candidate. The pointer points into `snapshot`.
 const AppGroup* heaviest(const Snapshot& snapshot);
 
 // The group holding the most memory over all groups (kernel included), first on

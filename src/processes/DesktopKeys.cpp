@@ -1,6 +1,7 @@
 #include "processes/DesktopKeys.h"
 
 #include "processes/AppScope.h"
+#include "processes/KernelGroup.h"
 #include "processes/ProcessNames.h"
 
 namespace qm {
@@ -64,7 +65,13 @@ GroupKey DesktopKeyResolver::computeKey(const ProcessSample& sample, const Sampl
     auto file = source_->cgroupFile(sample.pid);
     std::string cgroupPath = file ? systemdCgroupPath(*file) : std::string();
     bool kernelThread = source_->isKernelThread(sample.pid);
-    if (!kernelThread && !cgroupPath.empty()) {
+    if (kernelThread) {
+        key.key = kernelGroupKey;
+        key.name = kernelGroupName;
+        key.kind = ProcessKind::system;
+        return key;
+    }
+    if (!cgroupPath.empty()) {
         auto app = desktopApp(cgroupPath);
         if (app && !startedFromTerminal(sample, byPID, cgroupPath)) {
             key.key = "app:" + app->path;

@@ -52,7 +52,7 @@ TEST_F(EventDetectorTest, FirstSnapshotOnlyPrimes) {
 
 TEST_F(EventDetectorTest, HighCPUNeedsTheWholeStretchAndCoolsDown) {
     Snapshot busy;
-    busy.groups = {group("proc:kernel_task", "kernel_task", 300),
+    busy.groups = {group("proc:kernel_task", "kernel_task", 300), group("proc:kernel", "Linux kernel", 300),
                    group("app:/usr/share/applications/blender.desktop", "Blender", 90.0)};
     Snapshot calm;
     calm.groups = {group("app:/usr/share/applications/blender.desktop", "Blender", 89.9)};

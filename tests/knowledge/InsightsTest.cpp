@@ -42,6 +42,9 @@ TEST_F(InsightsTest, HeaviestWeighsWattsAndSkipsTheKernel) {
     EXPECT_EQ(Insights::heaviest(s)->name, "Safari");
     EXPECT_EQ(Insights::biggest(s)->name, "Xcode");
     EXPECT_EQ(Insights::heaviest(machine({group("kernel_task", 300, GB)})), nullptr);
+    AppGroup linuxKernel = group("Linux kernel", 300, GB);
+    linuxKernel.id = "proc:kernel";
+    EXPECT_EQ(Insights::heaviest(machine({linuxKernel})), nullptr);
     EXPECT_EQ(Insights::heaviest(machine({})), nullptr);
 }
 
