@@ -9,13 +9,18 @@ ci=0
 [[ "${1:-}" == "--ci" ]] && ci=1
 
 if [[ "$(uname -s)" == "Darwin" ]]; then
-    brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark
+    brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark qt
     [[ $ci -eq 1 ]] && brew install llvm
     exit 0
 fi
 
-packages=(cmake g++ make pkg-config libsqlite3-dev sqlite3 libicu-dev nlohmann-json3-dev libcli11-dev
-          libasio-dev libgtest-dev libgmock-dev libbenchmark-dev procps libssl-dev)
+# One line per need, so that adding a package touches one line.
+packages=(cmake g++ make pkg-config procps)
+packages+=(libsqlite3-dev sqlite3)                      # the history database
+packages+=(libicu-dev nlohmann-json3-dev libcli11-dev libasio-dev)
+packages+=(libgtest-dev libgmock-dev libbenchmark-dev)  # tests and benchmarks
+packages+=(libssl-dev)                                  # checksums for package provenance
+packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy)
 missing=()
 for p in "${packages[@]}"; do

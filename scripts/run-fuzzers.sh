@@ -30,7 +30,7 @@ fi
 # Optimised, with line tables and assertions on.
 cmake -S . -B "$build" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" \
       -DQUILLMERE_FUZZ=ON \
-      -DQUILLMERE_TESTS=OFF -DQUILLMERE_BENCH=OFF >/dev/null
+      -DQUILLMERE_TESTS=OFF -DQUILLMERE_BENCH=OFF -DQUILLMERE_APP=OFF >/dev/null
 cmake --build "$build" --target fuzzers -j"${JOBS:-2}"
 
 targets=("$@")

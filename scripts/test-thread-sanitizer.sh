@@ -11,7 +11,7 @@ jobs="${JOBS:-2}"
 programs=(test_core test_history test_fmt)
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" -DQUILLMERE_TSAN=ON \
-      -DQUILLMERE_BENCH=OFF -DQUILLMERE_WERROR=ON >/dev/null
+      -DQUILLMERE_BENCH=OFF -DQUILLMERE_APP=OFF -DQUILLMERE_WERROR=ON >/dev/null
 cmake --build "$build" --target "${programs[@]}" -j"$jobs"
 
 export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:suppressions=$PWD/scripts/tsan.supp${TSAN_OPTIONS:+:$TSAN_OPTIONS}"
