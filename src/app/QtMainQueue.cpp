@@ -11,9 +11,7 @@ namespace {
 class QtRepeatingTimer : public RepeatingTimer {
 public:
     QtRepeatingTimer(double interval, double leeway, std::function<void()> handler) {
-        timer_.setTimerType(leeway >= 1.0 ? Qt::VeryCoarseTimer
-                            : leeway > 0  ? Qt::CoarseTimer
-                                          : Qt::PreciseTimer);
+        timer_.setTimerType(leeway >= 1.0 ? Qt::VeryCoarseTimer : leeway > 0 ? Qt::CoarseTimer : Qt::PreciseTimer);
         timer_.setInterval(static_cast<int>(std::lround(std::max(interval, 0.001) * 1000)));
         QObject::connect(&timer_, &QTimer::timeout, std::move(handler));
         timer_.start();
@@ -40,8 +38,7 @@ void QtMainQueue::sync(std::function<void()> work) {
     QMetaObject::invokeMethod(&receiver_, std::move(work), Qt::BlockingQueuedConnection);
 }
 
-std::unique_ptr<RepeatingTimer> QtMainQueue::repeating(double interval, double leeway,
-                                                       std::function<void()> handler) {
+std::unique_ptr<RepeatingTimer> QtMainQueue::repeating(double interval, double leeway, std::function<void()> handler) {
     return std::make_unique<QtRepeatingTimer>(interval, leeway, std::move(handler));
 }
 

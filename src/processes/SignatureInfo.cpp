@@ -10,7 +10,8 @@ std::string macExplanation(const SignatureInfo& info) {
     switch (info.trust) {
         case SignatureInfo::Trust::apple: return "Signed by Apple. This is a genuine part of macOS.";
         case SignatureInfo::Trust::notarized:
-            if (info.signer) return "Signed by " + *info.signer + " and notarized by Apple, which scanned it for malware.";
+            if (info.signer)
+                return "Signed by " + *info.signer + " and notarized by Apple, which scanned it for malware.";
             return "Signed by an identified developer and notarized by Apple, which scanned it for malware.";
         case SignatureInfo::Trust::signed_:
             if (info.signer)
@@ -91,7 +92,9 @@ std::string signerFromSummary(std::string_view summary) {
 }  // namespace qm
 
 size_t std::hash<qm::SignatureInfo>::operator()(const qm::SignatureInfo& info) const noexcept {
-    auto mix = [](size_t seed, size_t value) { return seed ^ (value + 0x9e3779b97f4a7c15ull + (seed << 6) + (seed >> 2)); };
+    auto mix = [](size_t seed, size_t value) {
+        return seed ^ (value + 0x9e3779b97f4a7c15ull + (seed << 6) + (seed >> 2));
+    };
     std::hash<std::optional<std::string>> text;
     size_t h = std::hash<int>{}(static_cast<int>(info.trust));
     h = mix(h, text(info.teamID));

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "AppTestContext.h"
 #include "app/MainWindow.h"
 #include "app/sections/SectionPage.h"
-#include "AppTestContext.h"
 
 namespace qm::app {
 namespace {

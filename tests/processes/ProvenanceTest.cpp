@@ -102,7 +102,7 @@ struct FixtureDatabase : ::testing::Test {
               "b1946ac92492d2347c6235b4d2611184  usr/bin/tool\n"
               "88fa9f694690e11239096536ccf2702b  usr/bin/other\n");
         write(info / "helper.list", "/usr/lib/x86_64-linux-gnu/helper\n");  // no checksums shipped
-        write(info / "half.list", "/usr/bin/written\n/usr/bin/half-writ");    // cut off mid-line
+        write(info / "half.list", "/usr/bin/written\n/usr/bin/half-writ");  // cut off mid-line
         write(info / "stale.list-new", "/usr/bin/notyet\n");
     }
     void TearDown() override {

@@ -110,8 +110,8 @@ struct CacheFixture : ::testing::Test {
     std::atomic<int> evaluations{0};
     std::unique_ptr<SignatureCache> cache = std::make_unique<SignatureCache>(
         [this](const std::string& path) {
-            ++evaluations;
-            return path.empty() ? SignatureInfo{} : withTrust(Trust::signed_, path);
+        ++evaluations;
+        return path.empty() ? SignatureInfo{} : withTrust(Trust::signed_, path);
         },
         makeThreadQueue("test.signature"));
 };
