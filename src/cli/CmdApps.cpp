@@ -1,5 +1,5 @@
 // quillmere apps: every app and process of this machine, grouped under the app that
-// owns it, as the apps table shows them. Two reads a second apart give the rates.
+// owns it, as the apps table shows them. Two reads a moment apart give the rates.
 #include <chrono>
 #include <cstdio>
 #include <iostream>
@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "processes/Sources.h"
 #include "shell/AppsTable.h"
 #include "shell/fmt/Fmt.h"
@@ -99,7 +100,7 @@ void run(const AppsOptions& options) {
 
     auto reader = makeProcessListSource();
     reader->read(true);  // the base for the rates
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    std::this_thread::sleep_for(primingDelay);
     ProcessReadResult result = reader->read(true);
 
     Lookup lookup;

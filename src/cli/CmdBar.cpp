@@ -1,5 +1,5 @@
 // quillmere bar: the menu-bar label for status bars that run a command (waybar,
-// i3blocks, polybar). Two ticks a second apart, so rates and CPU shares are real.
+// i3blocks, polybar). Two ticks a moment apart, so rates and CPU shares are real.
 #include <chrono>
 #include <cstdio>
 #include <optional>
@@ -38,7 +38,7 @@ void run(const BarOptions& options) {
         exitWith(2);
     }
 
-    auto snapshot = sampleTwice();
+    auto snapshot = primedSnapshot();
     if (!snapshot) {
         std::fprintf(stderr, "quillmere bar: could not take a sample of this machine\n");
         exitWith(1);

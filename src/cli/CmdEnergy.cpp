@@ -1,5 +1,5 @@
 // quillmere energy: what is using the battery. The power drawn now and what it means,
-// the battery, the apps drawing the most power now (two live ticks a second apart),
+// the battery, the apps drawing the most power now (two live ticks half a second apart),
 // what drained the battery since it was unplugged and today's totals from the history.
 #include <chrono>
 #include <cstdio>
@@ -119,7 +119,7 @@ void printJson(const Snapshot& snapshot, const HistoryPart& history) {
 }
 
 void run(const EnergyOptions& options) {
-    auto snapshot = sampleTwice();
+    auto snapshot = primedSnapshot();
     if (!snapshot) {
         std::fprintf(stderr, "quillmere energy: could not take a sample of this machine\n");
         exitWith(1);

@@ -17,8 +17,8 @@
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
-#include "shell/PlatformWording.h"
 #include "shell/fmt/Fmt.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::record_command {
 namespace {

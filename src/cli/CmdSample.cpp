@@ -4,10 +4,13 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <thread>
 
 #include <nlohmann/json.hpp>
 
+#include "cli/ArgumentChecks.h"
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
@@ -37,9 +40,15 @@ void run(const SampleOptions& options) {
     if (options.interval > 0 && !options.live) sampler->setPeriodOverride(options.interval);
 
     int printed = 0;
+    bool primed = false;
     const bool clearScreen = !options.json && ::isatty(STDOUT_FILENO);
     sampler->onSnapshot = [&](const Snapshot& snapshot) {
         loop.post([&, snapshot] {
+            // The priming tick only gives the counters a previous read; its shares are not real.
+            if (!primed) {
+                primed = true;
+                return;
+            }
             if (options.count > 0 && printed >= options.count) return;
             if (options.json) {
                 std::cout << nlohmann::json(snapshot).dump() << '\n' << std::flush;
@@ -54,8 +63,17 @@ void run(const SampleOptions& options) {
             if (++printed == options.count) loop.stop();
         });
     };
+    // Prime the counters, answer after a short moment with the real interval, then
+    // keep the regular period from there.
+    Sampler* ticking = sampler.get();
     if (options.live)
-        sampler->setLive(true);  // the first tick runs at once
+        sampler->setLive(true);  // runs the priming tick at once
+    else
+        sampler->queue().post([ticking] { ticking->sample(); });
+    std::this_thread::sleep_for(primingDelay);
+    sampler->queue().post([ticking] { ticking->sample(); });
+    if (options.live)
+        sampler->reschedule();  // the next tick one period after the first answer
     else
         sampler->start();
     loop.run();
@@ -66,10 +84,10 @@ RegisterCommand registration("sample", [](CLI::App& app) {
     auto options = std::make_shared<SampleOptions>();
     auto* cmd = app.add_subcommand("sample", "Sample this machine and print each snapshot as it arrives");
     cmd->add_option("-n,--count", options->count, "Number of snapshots to print (default: until interrupted)")
-        ->check(CLI::PositiveNumber);
+        ->check(wholeNumber(1, 1000000));
     cmd->add_option("-i,--interval", options->interval,
                     "Seconds between samples, at least 1 (default: 5 on mains, 10 on battery; 2 with --live)")
-        ->check(CLI::Range(1.0, 86400.0));
+        ->check(seconds(1, 86400));
     cmd->add_flag("--live", options->live, "Sample as when a window is open: every source on every tick");
     cmd->add_flag("--json", options->json, "One JSON object per snapshot, one per line");
     cmd->callback([options] { run(*options); });

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "cli/LiveSample.h"
 #include "core/Platform.h"
 #include "knowledge/CommandPalette.h"
 #include "knowledge/ProcessLibrary.h"
@@ -15,13 +16,13 @@
 namespace qm::cli::search_command {
 namespace {
 
-// Running groups with CPU rates: two reads of the process list a second apart.
+// Running groups with CPU rates: two reads of the process list a moment apart.
 Snapshot processSnapshot() {
     Snapshot snapshot;
     auto source = Platform::current().processes();
     if (!source) return snapshot;
     source->read(true);
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    std::this_thread::sleep_for(primingDelay);
     ProcessReadResult result = source->read(true);
     snapshot.groups = std::move(result.groups);
     snapshot.processCount = result.processCount;

@@ -1,7 +1,7 @@
 // quillmere status: the one-line verdict on this machine with its detail, level and
-// the row of facts under it. Two real samples about a second apart, so CPU figures
+// the row of facts under it. Two real samples half a second apart, so CPU figures
 // are rates rather than totals since boot.
-#include <iostream>
+#include <cstdio>
 #include <memory>
 #include <optional>
 
@@ -9,13 +9,13 @@
 
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "cli/Output.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "knowledge/Insights.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
-#include "shell/PlatformWording.h"
 
 namespace qm::cli::status_command {
 namespace {
@@ -26,9 +26,9 @@ const char* levelName(int level) {
 }
 
 void run(bool json) {
-    auto snapshot = sampleTwice();
+    auto snapshot = primedSnapshot();
     if (!snapshot) {
-        std::cerr << "quillmere: could not take a sample of this machine\n";
+        std::fprintf(stderr, "quillmere status: could not take a sample of this machine\n");
         exitWith(1);
     }
     const MachineInfo& machine = MachineInfo::current();
@@ -55,14 +55,14 @@ void run(bool json) {
             {"system", machine.systemName()},
             {"chips", chipList},
         };
-        std::cout << out.dump() << '\n';
+        printJson(out);
         return;
     }
-    std::cout << '[' << levelName(status.level) << "] " << forThisPlatform(status.title) << '\n';
-    if (!status.detail.empty()) std::cout << forThisPlatform(status.detail) << '\n';
-    std::cout << '\n';
-    for (size_t i = 0; i < chips.size(); ++i) std::cout << (i ? " · " : "") << chips[i].text;
-    std::cout << '\n';
+    std::string text = "[" + std::string(levelName(status.level)) + "] " + status.title + "\n";
+    if (!status.detail.empty()) text += status.detail + "\n";
+    text += "\n";
+    for (size_t i = 0; i < chips.size(); ++i) text += (i ? " · " : "") + chips[i].text;
+    print(text + "\n");
 }
 
 RegisterCommand registration("status", [](CLI::App& app) {
@@ -74,3 +74,9 @@ RegisterCommand registration("status", [](CLI::App& app) {
 
 }  // namespace
 }  // namespace qm::cli::status_command
+
+namespace qm::cli {
+
+void printStatusSummary(bool json) { status_command::run(json); }
+
+}  // namespace qm::cli

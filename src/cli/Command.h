@@ -24,6 +24,9 @@ struct RegisterCommand {
     }
 };
 
+// The status summary (quillmere status), also what `quillmere` alone prints first.
+void printStatusSummary(bool json);
+
 // Ends a command with an exit code (after printing its own one-line error).
 [[noreturn]] void exitWith(int code);
 

@@ -1,6 +1,5 @@
 #include "cli/LiveSample.h"
 
-#include <chrono>
 #include <thread>
 
 #include "core/Queue.h"
@@ -8,14 +7,14 @@
 
 namespace qm::cli {
 
-std::optional<Snapshot> sampleTwice() {
+std::optional<Snapshot> primedSnapshot() {
     Sampler::Dependencies deps;
     deps.queue = std::make_unique<ManualQueue>();  // ticks run here, on this thread
     Sampler sampler(std::move(deps));
     std::optional<Snapshot> latest;
     sampler.onSnapshot = [&latest](const Snapshot& snapshot) { latest = snapshot; };
-    sampler.setLive(true);  // live schedules read every source; the first tick runs at once
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    sampler.setLive(true);  // live schedules read every source; the priming tick runs at once
+    std::this_thread::sleep_for(primingDelay);
     sampler.sample();
     return latest;
 }

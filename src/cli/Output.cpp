@@ -1,14 +1,36 @@
 #include "cli/Output.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <iostream>
 
-#include "shell/PlatformWording.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli {
 
 void print(const std::string& text) {
     const std::string shown = forThisPlatform(text);
     std::fwrite(shown.data(), 1, shown.size(), stdout);
+}
+
+void printJson(nlohmann::json document, bool oneLine) {
+    rewordForThisPlatform(document);
+    const std::string text =
+        document.dump(oneLine ? -1 : 2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    if (oneLine) std::fflush(stdout);  // a stream's reader gets each line as it comes
+}
+
+int finishOutput(int code) {
+    std::cout.flush();
+    errno = 0;
+    const bool flushed = std::fflush(stdout) == 0;
+    if (flushed && !std::ferror(stdout)) return code;
+    const int reason = errno;
+    std::fprintf(stderr, "quillmere: could not write the output%s%s\n", reason ? ": " : "",
+                 reason ? std::strerror(reason) : "");
+    return code == 0 ? 1 : code;
 }
 
 }  // namespace qm::cli

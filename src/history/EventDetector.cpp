@@ -5,6 +5,7 @@
 
 #include "processes/KernelGroup.h"
 #include "shell/fmt/Fmt.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 
@@ -50,15 +51,17 @@ const AppGroup* largest(const std::vector<AppGroup>& groups, Field field) {
     return best;
 }
 
-TimelineEvent makeEvent(Date now, EventKind kind, int64_t severity, std::string title, std::string detail,
+TimelineEvent makeEvent(Date now, EventKind kind, int64_t severity, const std::string& title, const std::string& detail,
                         const AppGroup* app = nullptr) {
     TimelineEvent e;
     e.id = 0;  // the history store assigns the real id
     e.date = now;
     e.kind = kind;
     e.severity = severity;
-    e.title = std::move(title);
-    e.detail = std::move(detail);
+    // Stored and notified in this platform's words: the history outlives the process
+    // that wrote it, and every reader shows the texts as they are.
+    e.title = forThisPlatform(title);
+    e.detail = forThisPlatform(detail);
     if (app != nullptr) {
         e.appKey = app->id;
         e.appName = app->name;

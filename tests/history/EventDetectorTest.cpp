@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "shell/fmt/Fmt.h"
+#include "shell/fmt/PlatformWording.h"
 
 using namespace qm;
 
@@ -68,7 +69,8 @@ TEST_F(EventDetectorTest, HighCPUNeedsTheWholeStretchAndCoolsDown) {
     EXPECT_EQ(e.id, 0);
     EXPECT_EQ(e.date, clock.now());
     EXPECT_EQ(e.title, "Blender is using a lot of CPU");
-    EXPECT_EQ(e.detail, Fmt::percent(90.0) + " of a core for 3 min. This drains battery and heats your Mac.");
+    EXPECT_EQ(e.detail,
+              forThisPlatform(Fmt::percent(90.0) + " of a core for 3 min. This drains battery and heats your Mac."));
     EXPECT_EQ(e.appKey, "app:/usr/share/applications/blender.desktop");
     EXPECT_EQ(e.appName, "Blender");
 
@@ -190,9 +192,9 @@ TEST_F(EventDetectorTest, ThermalReportsARiseToSeriousOncePerTwentyMinutes) {
     auto hot = at(ThermalState::serious);
     ASSERT_EQ(hot.size(), 1u);
     EXPECT_EQ(hot[0].kind, EventKind::thermal);
-    EXPECT_EQ(hot[0].title, "Your Mac is running hot");
-    EXPECT_EQ(hot[0].detail,
-              "macOS is slowing things down to cool off. Busiest app: ffmpeg (" + Fmt::percent(350.0) + ").");
+    EXPECT_EQ(hot[0].title, forThisPlatform("Your Mac is running hot"));
+    EXPECT_EQ(hot[0].detail, forThisPlatform("macOS is slowing things down to cool off. Busiest app: ffmpeg (" +
+                                             Fmt::percent(350.0) + ")."));
     EXPECT_EQ(hot[0].appKey, "proc:ffmpeg");
     EXPECT_TRUE(at(ThermalState::critical).empty());  // within 20 minutes
 
@@ -200,7 +202,7 @@ TEST_F(EventDetectorTest, ThermalReportsARiseToSeriousOncePerTwentyMinutes) {
     at(ThermalState::nominal, 1200);
     auto again = at(ThermalState::critical);
     ASSERT_EQ(again.size(), 1u);
-    EXPECT_EQ(again[0].detail, "macOS is slowing things down to cool off.");
+    EXPECT_EQ(again[0].detail, forThisPlatform("macOS is slowing things down to cool off."));
     EXPECT_FALSE(again[0].appName.has_value());
 }
 
@@ -238,7 +240,7 @@ TEST_F(EventDetectorTest, IndexingNeedsNinetySecondsOfLoadAndCoolsDownTwoHours) 
     clock.advance(91);
     auto macEvents = mac.process(spot);
     ASSERT_EQ(macEvents.size(), 1u);
-    EXPECT_EQ(macEvents[0].title, "Spotlight is indexing");
+    EXPECT_EQ(macEvents[0].title, forThisPlatform("Spotlight is indexing"));
     EXPECT_EQ(macEvents[0].detail.rfind("mds_stores and mdworker are cataloguing files (", 0), 0u);
 }
 
@@ -255,8 +257,9 @@ TEST_F(EventDetectorTest, SwapIsReportedInStepsOfTwoGigabytesAboveFour) {
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].kind, EventKind::swap);
     EXPECT_EQ(events[0].severity, 1);
-    EXPECT_EQ(events[0].title, "Your Mac is swapping to disk");
-    EXPECT_EQ(events[0].detail, Fmt::number(6.0, 1) + " GB of memory moved to the SSD. Things may feel slower.");
+    EXPECT_EQ(events[0].title, forThisPlatform("Your Mac is swapping to disk"));
+    EXPECT_EQ(events[0].detail,
+              forThisPlatform(Fmt::number(6.0, 1) + " GB of memory moved to the SSD. Things may feel slower."));
     EXPECT_TRUE(at(7.9).empty());
     EXPECT_EQ(at(8.0).size(), 1u);
     EXPECT_TRUE(at(6.5).empty());  // within 2 GB of the baseline: it stays at 8

@@ -1,4 +1,4 @@
-#include "shell/PlatformWording.h"
+#include "shell/fmt/PlatformWording.h"
 
 #include <gtest/gtest.h>
 
