@@ -5,13 +5,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "core/FileRead.h"
 #include "core/Log.h"
 #include "knowledge/ExecutablePath.h"
 #include "knowledge/TextCase.h"
+
+// The shipped library file as raw string pieces, written at build time by
+// cmake/EmbedLibrary.cmake.
+namespace qm::embedded {
+extern const std::string_view libraryChunks[];
+extern const std::size_t libraryChunkCount;
+}  // namespace qm::embedded
 
 namespace qm {
 
@@ -202,12 +211,25 @@ std::vector<std::string> ProcessLibrary::candidatePaths() {
 }
 
 ProcessLibrary& ProcessLibrary::shared() {
-    static ProcessLibrary library = [] {
-        for (const std::string& path : candidatePaths())
-            if (pathExists(path)) return fromFile(path);
-        return ProcessLibrary();
-    }();
+    static ProcessLibrary library = load(candidatePaths());
     return library;
+}
+
+ProcessLibrary ProcessLibrary::load(const std::vector<std::string>& candidates) {
+    for (const std::string& path : candidates)
+        if (pathExists(path)) return fromFile(path);
+    return builtIn();
+}
+
+ProcessLibrary ProcessLibrary::builtIn() { return fromJSON(builtInText()); }
+
+const std::string& ProcessLibrary::builtInText() {
+    static const std::string text = [] {
+        std::string joined;
+        for (std::size_t i = 0; i < embedded::libraryChunkCount; ++i) joined += embedded::libraryChunks[i];
+        return joined;
+    }();
+    return text;
 }
 
 ProcessLibrary ProcessLibrary::fromFile(const std::string& path) {

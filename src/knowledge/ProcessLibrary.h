@@ -9,9 +9,11 @@
 //      setInstalledDataDirectory() (the command line passes its QUILLMERE_DATADIR),
 //      else /usr/local/share/quillmere;
 //   4. /usr/share/quillmere/processes.json.
-// No file, or one that cannot be read: an empty library, silently. A file that does
-// not decode: one log line "Quillmere: process library failed to load: <reason>" and
-// an empty library. Nothing here throws.
+// No file at all: the copy compiled into the program (the shipped processes.json as it
+// was at build time), so a moved binary still knows its processes. A file that cannot
+// be read: an empty library, silently. A file that does not decode: one log line
+// "Quillmere: process library failed to load: <reason>" and an empty library. Nothing
+// here throws.
 #pragma once
 
 #include <memory>
@@ -35,6 +37,11 @@ public:
     static void setInstalledDataDirectory(std::string directory);
     // The files shared() tries, in order.
     static std::vector<std::string> candidatePaths();
+    // The first of the files that exists, else the built-in copy.
+    static ProcessLibrary load(const std::vector<std::string>& candidates);
+    // The library compiled into the program, and its text.
+    static ProcessLibrary builtIn();
+    static const std::string& builtInText();
 
     // An empty library.
     ProcessLibrary();

@@ -47,10 +47,33 @@ TEST(LibraryFile, LoadsCleanlyWithUniqueIdsAndKnownKeys) {
 TEST(LibraryFile, EntriesAreCompleteAndCrossReferencesResolve) {
     ProcessLibrary library = ProcessLibrary::fromFile(QM_LIBRARY_FILE);
     std::set<std::string> names;
+    // A text shown as it stands: not blank, no stray blanks around it, and, for the
+    // sentences, a full stop (or a closing bracket) at the end.
+    auto wellFormed = [](const std::string& text, bool sentence) {
+        if (text.empty() || text.front() == ' ' || text.back() == ' ') return false;
+        return !sentence || text.back() == '.' || text.back() == ')';
+    };
     auto check = [&](const ProcessEntry& e) {
-        EXPECT_FALSE(e.title.empty()) << e.id;
-        EXPECT_FALSE(e.oneLiner.empty()) << e.id;
+        EXPECT_TRUE(wellFormed(e.id, false) && e.id.find_first_of("/?#") == std::string::npos) << e.id;
+        EXPECT_TRUE(wellFormed(e.title, false)) << e.id;
+        EXPECT_TRUE(wellFormed(e.oneLiner, true)) << e.id << ": " << e.oneLiner;
+        EXPECT_TRUE(!e.summary || wellFormed(*e.summary, true)) << e.id;
+        for (const std::string& line : e.whyHigh) EXPECT_TRUE(wellFormed(line, true)) << e.id << ": " << line;
+        for (const std::string& line : e.whatToDo) EXPECT_TRUE(wellFormed(line, true)) << e.id << ": " << line;
+        for (const std::string& word : e.keywords) EXPECT_TRUE(wellFormed(word, false)) << e.id;
+        ASSERT_TRUE(e.category && wellFormed(*e.category, false)) << e.id;
+        EXPECT_TRUE(!e.vendor || wellFormed(*e.vendor, false)) << e.id;
+        // Spelt out in lower case, with the sentence that explains it.
+        ASSERT_TRUE(e.safeToQuit) << e.id;
+        EXPECT_TRUE(*e.safeToQuit == "yes" || *e.safeToQuit == "caution" || *e.safeToQuit == "no")
+            << e.id << ": " << *e.safeToQuit;
         EXPECT_NE(e.safety(), ProcessEntry::Safety::unknown) << e.id << ": every verdict is spelt out";
+        EXPECT_TRUE(e.safeToQuitNote && wellFormed(*e.safeToQuitNote, true)) << e.id;
+        if (e.typical) {
+            EXPECT_TRUE(e.typical->cpu || e.typical->memory) << e.id;
+            EXPECT_TRUE(!e.typical->cpu || wellFormed(*e.typical->cpu, false)) << e.id;
+            EXPECT_TRUE(!e.typical->memory || wellFormed(*e.typical->memory, false)) << e.id;
+        }
         for (const std::string& related : e.related) {
             EXPECT_NE(library.entry(related), nullptr) << e.id << " refers to missing " << related;
             EXPECT_NE(related, e.id) << e.id << " refers to itself";
@@ -59,9 +82,12 @@ TEST(LibraryFile, EntriesAreCompleteAndCrossReferencesResolve) {
     for (const ProcessEntry& e : library.entries()) {
         check(e);
         EXPECT_FALSE(e.names.empty()) << e.id;
+        EXPECT_TRUE(e.typical) << e.id;
         EXPECT_FALSE(e.match) << e.id << ": a match only works in the patterns list";
-        for (const std::string& name : e.names)
+        for (const std::string& name : e.names) {
+            EXPECT_TRUE(wellFormed(name, false)) << e.id << ": \"" << name << "\"";
             EXPECT_TRUE(names.insert(name).second) << name << " is claimed twice; the second claim hides the first";
+        }
     }
     const std::set<std::string> types{"exact", "prefix", "suffix", "contains", "regex"};
     for (size_t i = 0; i < library.patternCount(); ++i) {
@@ -69,6 +95,7 @@ TEST(LibraryFile, EntriesAreCompleteAndCrossReferencesResolve) {
         check(e);
         ASSERT_TRUE(e.match) << e.id;
         EXPECT_TRUE(types.count(e.match->type)) << e.id;
+        EXPECT_FALSE(e.match->value.empty()) << e.id << ": an empty value would accept every name";
         if (e.match->type == "regex") {
             EXPECT_TRUE(library.patternCompiled(i)) << e.id << " does not compile";
         }
