@@ -290,6 +290,11 @@ TEST(LibraryFile, KnowsWhatLinuxDesktopsAndServersRun) {
         ASSERT_NE(e, nullptr) << name << " is not in the library";
         EXPECT_EQ(e->id, id) << name;
         EXPECT_EQ(mentions(*e), "") << name << " (" << e->id << ")";
+        // A named entry says why it can be busy and what to do about it.
+        if (library.entry(e->id) == e) {
+            EXPECT_FALSE(e->whyHigh.empty()) << e->id;
+            EXPECT_FALSE(e->whatToDo.empty()) << e->id;
+        }
     }
 
     // Every kernel thread joins one system group named after the kernel; the group as
