@@ -10,6 +10,7 @@
 #include "core/FileRead.h"
 #include "core/Log.h"
 #include "knowledge/ProcessLibrary.h"
+#include "processes/KernelGroup.h"
 
 namespace qm {
 namespace {
@@ -300,8 +301,8 @@ TEST(LibraryFile, KnowsWhatLinuxDesktopsAndServersRun) {
     // Every kernel thread joins one system group named after the kernel; the group as
     // a whole is explained, whatever its threads are called at the moment.
     AppGroup kernel;
-    kernel.id = "proc:kernel";
-    kernel.name = "Linux kernel";
+    kernel.id = std::string(kernelGroupKey);
+    kernel.name = std::string(kernelGroupName);
     kernel.kind = ProcessKind::system;
     for (auto [pid, name] : {std::pair{2, "kthreadd"}, {3, "pool_workqueue_"}, {15, "kworker/0:1-events"}}) {
         ProcessSample p;
