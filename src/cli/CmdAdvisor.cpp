@@ -10,6 +10,7 @@
 
 #include "cli/Command.h"
 #include "cli/Output.h"
+#include "core/JsonText.h"
 #include "history/Advisor.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
@@ -53,7 +54,7 @@ void run(const AdvisorOptions& options) {
                             {"peakUsed", advisor->peakUsed}};
         else
             j["profile"] = nullptr;
-        print(j.dump(2) + "\n");
+        print(jsonText(j, 2) + "\n");
         return;
     }
 

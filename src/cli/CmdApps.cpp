@@ -11,6 +11,7 @@
 
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "core/JsonText.h"
 #include "processes/Sources.h"
 #include "shell/AppsTable.h"
 #include "shell/fmt/Fmt.h"
@@ -113,7 +114,7 @@ void run(const AppsOptions& options) {
     if (options.json) {
         nlohmann::json out = nlohmann::json::array();
         for (const auto& row : rows) out.push_back(rowJSON(row, lookup, options.tree));
-        std::cout << out.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        std::cout << jsonText(out, 2) << '\n';
         return;
     }
     std::cout << appsText::countLine(result.processCount, static_cast<int64_t>(rows.size())) << "\n\n";

@@ -12,6 +12,7 @@
 #include "cli/LiveSample.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
+#include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "core/SnapshotJson.h"
@@ -115,7 +116,7 @@ void printJson(const Snapshot& snapshot, const HistoryPart& history) {
         j["sinceUnplugged"] = nullptr;
     }
     j["today"] = history.today;
-    print(j.dump(2) + "\n");
+    print(jsonText(j, 2) + "\n");
 }
 
 void run(const EnergyOptions& options) {

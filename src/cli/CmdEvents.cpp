@@ -6,6 +6,7 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
+#include "core/JsonText.h"
 #include "core/SnapshotJson.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
@@ -39,7 +40,7 @@ void run(const EventsOptions& options) {
     }
 
     if (options.json) {
-        print(nlohmann::json(events).dump(2) + "\n");
+        print(jsonText(nlohmann::json(events), 2) + "\n");
         return;
     }
     if (events.empty()) {

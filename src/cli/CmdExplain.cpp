@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "core/JsonText.h"
 #include "core/Platform.h"
 #include "knowledge/ProcessLibrary.h"
 #include "knowledge/TextCase.h"
@@ -139,7 +140,7 @@ void run(const std::string& name, bool json) {
     const Found found = find(library, name);
     if (json) {
         // Invalid UTF-8 in NAME is replaced rather than refused.
-        std::cout << toJSON(name, found).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        std::cout << jsonText(toJSON(name, found)) << '\n';
     } else if (found.entry) {
         printText(*found.entry, found.group);
     } else {

@@ -6,6 +6,7 @@
 
 #include "cli/Command.h"
 #include "core/Clock.h"
+#include "core/JsonText.h"
 #include "history/HistoryExport.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
@@ -112,7 +113,7 @@ void runExport(const HistoryOptions& options) {
         return;
     }
     nlohmann::json out = historyJSON(system, apps, events);
-    print((table.empty() ? out : out[table]).dump(2) + "\n");
+    print(jsonText(table.empty() ? out : out[table], 2) + "\n");
 }
 
 RegisterCommand registration{"history",

@@ -10,13 +10,13 @@
 #include <thread>
 
 #include "cli/Command.h"
-#include "cli/RecorderLock.h"
 #include "core/Monitor.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
+#include "history/RecorderLock.h"
 #include "shell/fmt/Fmt.h"
 #include "shell/fmt/PlatformWording.h"
 

@@ -13,6 +13,7 @@
 #include "cli/LiveSample.h"
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
+#include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "core/SnapshotJson.h"
@@ -51,7 +52,7 @@ void run(const SampleOptions& options) {
             }
             if (options.count > 0 && printed >= options.count) return;
             if (options.json) {
-                std::cout << nlohmann::json(snapshot).dump() << '\n' << std::flush;
+                std::cout << jsonText(nlohmann::json(snapshot)) << '\n' << std::flush;
             } else {
                 // On a terminal each snapshot replaces the last, like a dashboard.
                 if (clearScreen)

@@ -9,6 +9,7 @@
 
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "core/JsonText.h"
 #include "core/Platform.h"
 #include "knowledge/CommandPalette.h"
 #include "knowledge/ProcessLibrary.h"
@@ -63,7 +64,7 @@ void run(const std::string& query, bool json) {
                            {"title", item.title()},
                            {"subtitle", item.subtitle()},
                            {"action", actionJSON(CommandPalette::action(item))}});
-        std::cout << out.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+        std::cout << jsonText(out) << '\n';
         return;
     }
     if (items.empty()) {

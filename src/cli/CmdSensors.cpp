@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "core/JsonText.h"
 #include "core/SnapshotJson.h"
 #include "knowledge/Insights.h"
 #include "readers/Sources.h"
@@ -73,7 +74,7 @@ void run(bool json) {
     if (json) {
         nlohmann::json out = stats;
         out["stateLabel"] = Insights::thermalLabel(stats.state).label;
-        std::cout << out.dump() << '\n';
+        std::cout << jsonText(out) << '\n';
     } else {
         printText(stats);
     }

@@ -10,6 +10,7 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
+#include "core/JsonText.h"
 #include "core/SnapshotJson.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
@@ -186,7 +187,7 @@ void run(const TimelineOptions& options) {
         j["rows"] = view.rows;
         j["events"] = view.events;
         j["moment"] = at ? momentJson(panel) : nlohmann::json(nullptr);
-        print(j.dump(2) + "\n");
+        print(jsonText(j, 2) + "\n");
         return;
     }
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "core/JsonText.h"
 #include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli {
@@ -16,8 +17,7 @@ void print(const std::string& text) {
 
 void printJson(nlohmann::json document, bool oneLine) {
     rewordForThisPlatform(document);
-    const std::string text =
-        document.dump(oneLine ? -1 : 2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    const std::string text = jsonText(document, oneLine ? -1 : 2) + "\n";
     std::fwrite(text.data(), 1, text.size(), stdout);
     if (oneLine) std::fflush(stdout);  // a stream's reader gets each line as it comes
 }

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/FileRead.h"
+#include "core/JsonText.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 
@@ -174,7 +175,7 @@ void FileDefaults::saveLocked() {
         logLine("settings file " + path_ + " was not valid JSON; kept it as " + aside);
         malformed_ = false;
     }
-    if (!replaceFile(path_, encode(values_).dump(2) + "\n")) logLine("could not save settings to " + path_);
+    if (!replaceFile(path_, jsonText(encode(values_), 2) + "\n")) logLine("could not save settings to " + path_);
     stamp_ = stampOf(path_);
 }
 

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <optional>
 
+#include "core/CsvField.h"
 #include "core/SnapshotJson.h"
 
 namespace qm {
@@ -20,16 +21,6 @@ std::string number(double value) {
 std::string number(const std::optional<double>& value) { return value ? number(*value) : ""; }
 
 }  // namespace
-
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (char c : text) {
-        if (c == '"') quoted += '"';
-        quoted += c;
-    }
-    return quoted + "\"";
-}
 
 std::string systemMinutesCSV(const std::vector<SystemMinute>& rows) {
     std::string out =

@@ -15,9 +15,6 @@ std::string systemMinutesCSV(const std::vector<SystemMinute>& rows);
 std::string appMinutesCSV(const std::vector<AppMinute>& rows);
 std::string eventsCSV(const std::vector<TimelineEvent>& rows);
 
-// One CSV field: quoted when it holds a comma, a quote or a line break.
-std::string csvField(const std::string& text);
-
 nlohmann::json historyJSON(const std::vector<SystemMinute>& system, const std::vector<AppMinute>& apps,
                            const std::vector<TimelineEvent>& events);
 

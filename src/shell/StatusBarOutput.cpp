@@ -1,4 +1,5 @@
 #include "shell/StatusBarOutput.h"
+#include "core/JsonText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -24,7 +25,7 @@ std::string waybarOutput(const MenuBarLabel& label) {
         {"class", label.alert ? "alert" : "normal"},
     };
     // Replacing bad bytes rather than throwing: a status bar must always get a line.
-    return out.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    return jsonText(out) + "\n";
 }
 
 }  // namespace qm

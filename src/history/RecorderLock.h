@@ -1,12 +1,16 @@
 // One recorder per history database: an exclusive flock on "<database>.lock", which
-// holds the recorder's pid so a second one can name it.
+// holds the recorder's pid so a second one can name it. The database path is resolved
+// first (symlinks, "..", repeated slashes), so every name of the same file meets the
+// same lock. The desktop app and `quillmere record` both take it; whoever holds it
+// writes minutes and events, and only the holder may move a damaged database aside.
 #pragma once
 
 #include <sys/types.h>
+
 #include <optional>
 #include <string>
 
-namespace qm::cli {
+namespace qm {
 
 class RecorderLock {
 public:
@@ -23,6 +27,10 @@ public:
     // Why the lock file could not be opened at all (empty when it could).
     const std::string& error() const { return error_; }
 
+    // True while a RecorderLock of this process holds the lock of `databasePath`
+    // (under any of its names).
+    static bool heldByThisProcess(const std::string& databasePath);
+
 private:
     std::string path_;
     int fd_ = -1;
@@ -31,4 +39,8 @@ private:
     std::string error_;
 };
 
-}  // namespace qm::cli
+// The database path with symlinks and relative parts resolved as far as the path
+// exists; the file itself need not exist yet.
+std::string resolvedDatabasePath(const std::string& databasePath);
+
+}  // namespace qm

@@ -1,0 +1,118 @@
+// The recorder and the history commands as a hostile user meets them: names that are
+// not UTF-8, damaged or foreign databases, closed standard streams, signals.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+struct Result {
+    int status = -1;
+    std::string output;
+};
+
+// Runs the program through the shell with stderr folded into the output; `prefix`
+// goes before the program (environment settings, redirections of the shell).
+Result run(const std::string& arguments, const std::string& prefix = "") {
+    Result result;
+    const std::string command = prefix + " " + std::string(QM_BINARY) + " " + arguments + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (!pipe) return result;
+    std::array<char, 4096> buffer;
+    while (size_t n = std::fread(buffer.data(), 1, buffer.size(), pipe)) result.output.append(buffer.data(), n);
+    const int status = ::pclose(pipe);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+class Scratch {
+public:
+    Scratch() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "qm-history-cli-XXXXXX").string();
+        path_ = ::mkdtemp(pattern.data());
+    }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::permissions(path_, std::filesystem::perms::owner_all, ignored);
+        std::filesystem::remove_all(path_, ignored);
+    }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+void exec(const std::string& db, const std::string& sql) {
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(db.c_str(), &handle), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
+    sqlite3_close(handle);
+}
+
+const char* schema =
+    "CREATE TABLE sys(ts INTEGER PRIMARY KEY, cpu REAL, mem_used REAL, mem_total REAL, pressure REAL, plevel "
+    "INTEGER, swap REAL, gpu REAL, power REAL, soc_temp REAL, net_rx REAL, net_tx REAL, disk_r REAL, disk_w REAL, "
+    "battery REAL, on_battery INTEGER, thermal INTEGER);"
+    "CREATE TABLE app(ts INTEGER, key TEXT, name TEXT, cpu REAL, mem REAL, energy REAL, disk_w REAL, "
+    "PRIMARY KEY(ts, key)) WITHOUT ROWID;"
+    "CREATE TABLE event(id INTEGER PRIMARY KEY AUTOINCREMENT, ts INTEGER, kind TEXT, severity INTEGER, title TEXT, "
+    "detail TEXT, app_key TEXT, app_name TEXT);";
+
+bool parsesAsJson(const std::string& text) { return !nlohmann::json::parse(text, nullptr, false).is_discarded(); }
+
+}  // namespace
+
+TEST(HistoryCommandsTest, NamesThatAreNotUtf8NeverStopAJsonOrCsvCommand) {
+    Scratch dir;
+    // A running process whose name is not UTF-8, as any user can start one.
+    const std::string odd = dir.file("x\xff");
+    std::filesystem::copy_file("/bin/sleep", odd);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::execl(odd.c_str(), odd.c_str(), "30", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    Result sample = run("sample --json --count 1 --interval 1");
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    EXPECT_EQ(sample.status, 0) << sample.output.substr(0, 300);
+    EXPECT_TRUE(parsesAsJson(sample.output));
+    EXPECT_NE(sample.output.find("x\xEF\xBF\xBD"), std::string::npos);  // the process was seen
+
+    // Rows the recorder stored with the kernel's bytes.
+    const std::string db = dir.file("history.sqlite");
+    const int64_t ts = (static_cast<int64_t>(::time(nullptr)) / 60 - 5) * 60;
+    exec(db, std::string(schema) + "INSERT INTO sys(ts, cpu, on_battery) VALUES(" + std::to_string(ts) +
+                 ", 5, 0); INSERT INTO app VALUES(" + std::to_string(ts) +
+                 ", 'proc:x' || char(255) || '', CAST(X'78FF' AS TEXT), 50, 1e6, 1, 0);"
+                 "INSERT INTO event(ts, kind, severity, title, detail, app_key, app_name) VALUES(" +
+                 std::to_string(ts) + ", 'highCPU', 2, CAST(X'78FF20627573' AS TEXT), 'd', 'proc:x', " +
+                 "CAST(X'78FF' AS TEXT));");
+    for (std::string command : {"history export --json", "events --json --since 1h"}) {
+        Result r = run(command + " --db " + db);
+        EXPECT_EQ(r.status, 0) << command << ": " << r.output.substr(0, 300);
+        EXPECT_TRUE(parsesAsJson(r.output)) << command;
+    }
+    Result csv = run("history export --csv --table apps --db " + db);
+    EXPECT_EQ(csv.status, 0) << csv.output;
+    EXPECT_NE(csv.output.find("x\xEF\xBF\xBD"), std::string::npos) << csv.output;
+
+    Result config = run("config set whatsNew.lastSeenVersion \"$(printf 'a\\377')\"", "XDG_CONFIG_HOME=" + dir.path());
+    EXPECT_EQ(config.status, 0) << config.output;
+    Result get = run("config get whatsNew.lastSeenVersion", "XDG_CONFIG_HOME=" + dir.path());
+    EXPECT_EQ(get.status, 0) << get.output;
+}
