@@ -30,10 +30,10 @@ TEST(OutputText, IllFormedSequencesBecomeOneReplacementPerMaximalSubpart) {
         EXPECT_EQ(validUtf8(valid), valid);
     }
     EXPECT_EQ(validUtf8("x\xff"), "x" + fffd);
-    EXPECT_EQ(validUtf8("\xC0\xAF"), fffd + fffd);            // overlong: no lead accepts C0
+    EXPECT_EQ(validUtf8("\xC0\xAF"), fffd + fffd);             // overlong: no lead accepts C0
     EXPECT_EQ(validUtf8("\xED\xA0\x80"), fffd + fffd + fffd);  // a surrogate
     EXPECT_EQ(validUtf8("a\xF0\x9F\x98"), "a" + fffd);         // cut short: one subpart
-    EXPECT_EQ(validUtf8("\xE2\x82z"), fffd + "z");              // broken in the middle
+    EXPECT_EQ(validUtf8("\xE2\x82z"), fffd + "z");             // broken in the middle
     EXPECT_EQ(validUtf8("\xF5\x80"), fffd + fffd);             // above U+10FFFF
     EXPECT_EQ(validUtf8(std::string("a\0b", 3)), std::string("a\0b", 3));
     EXPECT_FALSE(isValidUtf8("x\xff"));
