@@ -21,6 +21,7 @@ packages+=(libicu-dev nlohmann-json3-dev libcli11-dev libasio-dev)
 packages+=(libgtest-dev libgmock-dev libbenchmark-dev)  # tests and benchmarks
 packages+=(libssl-dev)                                  # checksums for package provenance
 packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
+packages+=(libsdbus-c++-dev libsystemd-dev dbus)         # desktop notifications; dbus-daemon for their tests
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy)
 missing=()
 for p in "${packages[@]}"; do

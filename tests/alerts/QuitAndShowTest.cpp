@@ -1,0 +1,137 @@
+// Quit App and Show in Quillmere as this machine does them: a polite SIGTERM to the
+// user's own processes only, and the desktop app started with --show KEY.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "PrivateBus.h"
+#include "notify/DesktopAppLauncher.h"
+#include "processes/PoliteQuit.h"
+
+namespace qm {
+namespace {
+
+ProcessSample process(int32_t pid, uint32_t uid) {
+    ProcessSample p;
+    p.pid = pid;
+    p.uid = uid;
+    p.name = "worker";
+    return p;
+}
+
+// A child that sleeps until it is signalled.
+pid_t startSleeper() {
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        ::execl("/bin/sleep", "sleep", "30", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    return pid;
+}
+
+// The signal that ended the child, 0 when it exited normally, -1 when it is still
+// running after `seconds`.
+int endingSignal(pid_t pid, double seconds) {
+    int status = 0;
+    pid_t done = 0;
+    testing::eventually([&] { return (done = ::waitpid(pid, &status, WNOHANG)) != 0; }, seconds);
+    if (done != pid) return -1;
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+TEST(PoliteQuitTest, OnlyTheUsersOwnProcessesAreAsked) {
+    AppGroup group;
+    group.id = "app:/usr/share/applications/editor.desktop";
+    group.processes = {process(4100, 1000), process(4101, 0), process(4102, 1000), process(4100, 1000),
+                       process(1, 1000),    process(0, 1000), process(4200, 1000), process(4103, 1001)};
+    // User 1000, asking from pid 4200: another user's (0, 1001), init, 0 and the asker are left alone.
+    EXPECT_EQ(politeQuitTargets(group, 1000, 4200), (std::vector<int32_t>{4100, 4102}));
+    // Root asks only root's processes too.
+    EXPECT_EQ(politeQuitTargets(group, 0, 4200), (std::vector<int32_t>{4101}));
+    EXPECT_TRUE(politeQuitTargets(group, 2000, 4200).empty());
+}
+
+TEST(PoliteQuitTest, AsksARealChildToQuitWithSIGTERM) {
+    pid_t child = startSleeper();
+    ASSERT_GT(child, 0);
+    AppGroup group;
+    group.id = "proc:sleep";
+    group.processes = {process(child, ::getuid())};
+    EXPECT_EQ(askGroupToQuit(group), 1);
+    EXPECT_EQ(endingSignal(child, 5), SIGTERM);
+
+    // A process that is gone is left alone (its pid is not signalled again).
+    EXPECT_EQ(askGroupToQuit(group), 0);
+
+    // A process recorded as another user's is never signalled, running or not.
+    pid_t other = startSleeper();
+    ASSERT_GT(other, 0);
+    group.processes = {process(other, ::getuid() + 1)};
+    EXPECT_EQ(askGroupToQuit(group), 0);
+    EXPECT_EQ(endingSignal(other, 0.05), -1);
+    ::kill(other, SIGKILL);
+    ::waitpid(other, nullptr, 0);
+}
+
+class TempFolder {
+public:
+    TempFolder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "quillmere-alerts-XXXXXX").string();
+        path = ::mkdtemp(pattern.data());
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    void write(const std::string& name, const std::string& text, bool executable) const {
+        std::ofstream(path + "/" + name) << text;
+        ::chmod((path + "/" + name).c_str(), executable ? 0755 : 0644);
+    }
+    std::string path;
+};
+
+TEST(ShowInQuillmereTest, FindsTheDesktopAppBesideThisProgramThenOnThePath) {
+    TempFolder beside, onPath, notExecutable;
+    const std::string script = "#!/bin/sh\nexit 0\n";
+    notExecutable.write("quillmere-app", script, false);
+    onPath.write("quillmere-app", script, true);
+    EXPECT_EQ(findDesktopApp(beside.path, notExecutable.path + "::" + onPath.path), onPath.path + "/quillmere-app");
+    beside.write("quillmere-app", script, true);
+    EXPECT_EQ(findDesktopApp(beside.path, onPath.path), beside.path + "/quillmere-app");
+    EXPECT_EQ(findDesktopApp("", notExecutable.path), std::nullopt);
+    EXPECT_EQ(findDesktopApp("", ""), std::nullopt);
+}
+
+TEST(ShowInQuillmereTest, StartsTheDesktopAppWithTheGroupKey) {
+    TempFolder folder;
+    const std::string out = folder.path + "/arguments";
+    // The fake app writes its arguments, one a line, then renames the file into place
+    // so the test never reads half of it.
+    folder.write("quillmere-app",
+                 "#!/bin/sh\nfor a in \"$@\"; do echo \"$a\"; done > '" + out + ".tmp'\nmv '" + out + ".tmp' '" + out +
+                     "'\n",
+                 true);
+    auto readArguments = [&] {
+        std::ifstream in(out);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    };
+    ASSERT_TRUE(launchDesktopApp(folder.path + "/quillmere-app", std::string("app:/opt/My App/x.desktop")));
+    ASSERT_TRUE(testing::eventually([&] { return std::filesystem::exists(out); }));
+    EXPECT_EQ(readArguments(), "--show\napp:/opt/My App/x.desktop\n");
+
+    std::filesystem::remove(out);
+    ASSERT_TRUE(launchDesktopApp(folder.path + "/quillmere-app", std::nullopt));
+    ASSERT_TRUE(testing::eventually([&] { return std::filesystem::exists(out); }));
+    EXPECT_EQ(readArguments(), "");
+}
+
+}  // namespace
+}  // namespace qm
