@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <random>
 
+#include "shell/fmt/PlatformWording.h"
+
 namespace qm {
 
 const std::vector<AlertSwitch>& alertSwitches() {
@@ -86,8 +88,9 @@ bool AlertCenter::shouldDeliver(const TimelineEvent& event) const {
 NotificationRequest AlertCenter::content(const TimelineEvent& event, std::string identifier) {
     NotificationRequest request;
     request.identifier = std::move(identifier);
-    request.title = event.title;
-    request.body = event.detail;
+    // In this platform's words: "your computer" on Linux, even for events stored elsewhere.
+    request.title = forThisPlatform(event.title);
+    request.body = forThisPlatform(event.detail);
     request.severity = event.severity;
     request.defaultSound = true;
     // Quit is offered for a runaway or leaking app, or any event about a real

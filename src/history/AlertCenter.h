@@ -91,8 +91,9 @@ public:
     static NotificationCategory appEventCategory();
     // The kind's name, ":", and the event's app key (empty when none): "highCPU:app:/x".
     static std::string holdBackKey(const TimelineEvent& event);
-    // Title, body and sound from the event; the category and the "appKey" user-info for a
-    // runaway or leaking app, or any event about a real application.
+    // Title, body (in this platform's words) and sound from the event; the category and
+    // the "appKey" user-info for a runaway or leaking app, or any event about a real
+    // application.
     static NotificationRequest content(const TimelineEvent& event, std::string identifier);
     // A new random (version 4) UUID in its usual text form.
     static std::string randomIdentifier();

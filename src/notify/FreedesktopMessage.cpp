@@ -1,7 +1,5 @@
 #include "notify/FreedesktopMessage.h"
 
-#include "shell/PlatformWording.h"
-
 namespace qm::freedesktop {
 
 uint8_t urgency(int64_t severity) {
@@ -31,9 +29,8 @@ FreedesktopNotify message(const NotificationRequest& request,
     notify.appName = appName;
     notify.appIcon = appIcon;
     notify.desktopEntry = desktopEntry;
-    notify.summary = linuxWording(request.title);
-    const std::string body = linuxWording(request.body);
-    notify.body = capabilities.count("body-markup") != 0 ? escapeMarkup(body) : body;
+    notify.summary = request.title;
+    notify.body = capabilities.count("body-markup") != 0 ? escapeMarkup(request.body) : request.body;
     notify.urgency = urgency(request.severity);
     if (request.defaultSound && capabilities.count("sound") != 0) notify.soundName = soundName;
     if (capabilities.count("actions") != 0) {

@@ -44,7 +44,6 @@ std::string escapeMarkup(std::string_view text);
 
 // The Notify arguments. Buttons go only to a server with the "actions" capability: the
 // request's category buttons in order, then the click, which opens the main window.
-// Texts use the Linux wording ("your computer", not "your Mac").
 FreedesktopNotify message(const NotificationRequest& request,
                           const std::map<std::string, NotificationCategory>& categories,
                           const std::set<std::string>& capabilities);
