@@ -9,11 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
+#include "cli/HistoryAccess.h"
 #include "cli/Output.h"
-#include "core/JsonText.h"
 #include "history/Advisor.h"
-#include "history/HistoryFiles.h"
-#include "history/HistoryStore.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
 
@@ -26,13 +24,9 @@ struct AdvisorOptions {
 };
 
 void run(const AdvisorOptions& options) {
-    std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
+    RecordedHistory history = openRecordedHistory(options.db, "advisor");
     std::optional<Advisor> advisor;
-    if (fileBytes(path) > 0) {  // reading must not create an empty history
-        HistoryStore store(path);
-        if (!store.isOpen()) exitWith(1);  // the store has said why
-        advisor = Advisor::load(store);
-    }
+    if (history.store) advisor = Advisor::load(*history.store);
     int64_t installedGB = wholeGigabytes(MachineInfo::current().memory);
     advisor::Card card = advisor::card(advisor, installedGB);
 
@@ -54,10 +48,15 @@ void run(const AdvisorOptions& options) {
                             {"peakUsed", advisor->peakUsed}};
         else
             j["profile"] = nullptr;
-        print(jsonText(j, 2) + "\n");
+        j["recorded"] = history.store != nullptr;
+        printJson(j);
         return;
     }
 
+    if (!history.store) {
+        print(nothingRecordedText(history.path));
+        return;
+    }
     print(card.title + "\n" + card.text + "\n");
     if (card.tiles.empty()) return;
     print(std::string("\n") + advisor::tilesCaption + "\n");

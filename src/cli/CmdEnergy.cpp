@@ -9,15 +9,14 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "cli/HistoryAccess.h"
 #include "cli/LiveSample.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
-#include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
 #include "core/SnapshotJson.h"
 #include "history/Energy.h"
-#include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "shell/fmt/Fmt.h"
 
@@ -31,6 +30,7 @@ struct EnergyOptions {
 
 // What the history adds to the live figures.
 struct HistoryPart {
+    bool recorded = false;                  // a recorder has written the history
     std::optional<Date> unplugged;          // only while running on battery
     std::vector<energy::DrainShare> drain;  // since `unplugged`
     std::vector<AppTotal> today;
@@ -38,11 +38,11 @@ struct HistoryPart {
 
 bool onBattery(const BatteryStats& battery) { return battery.present && !battery.onAC; }
 
-HistoryPart readHistory(const std::string& path, const BatteryStats& battery, Date now) {
+HistoryPart readHistory(const RecordedHistory& history, const BatteryStats& battery, Date now) {
     HistoryPart part;
-    if (fileBytes(path) == 0) return part;  // reading must not create an empty history
-    HistoryStore store(path);
-    if (!store.isOpen()) exitWith(1);  // the store has said why
+    if (!history.store) return part;
+    part.recorded = true;
+    HistoryStore& store = *history.store;
     part.today = energy::todayTotals(store, now);
     if (onBattery(battery)) {
         // Without the app's live session, the minutes recorded on battery since the
@@ -64,7 +64,7 @@ std::vector<std::string> batteryLines(const BatteryStats& battery) {
     return lines;
 }
 
-void printText(const Snapshot& snapshot, const HistoryPart& history) {
+void printText(const Snapshot& snapshot, const HistoryPart& history, const std::string& path) {
     std::optional<double> watts = energy::machinePower(snapshot);
     print("Power now: " + Fmt::watts(watts) + "\n");
     // Without any power reading there is nothing to say about how much is drawn.
@@ -88,12 +88,16 @@ void printText(const Snapshot& snapshot, const HistoryPart& history) {
     }
 
     print("\nToday (" + std::string(energy::todayCaption) + ")\n");
+    if (!history.recorded) {
+        print(nothingRecordedText(path));
+        return;
+    }
     if (history.today.empty()) print(std::string("  ") + energy::todayEmpty + "\n");
     for (const AppTotal& total : history.today)
         print("  " + Fmt::energy(total.energy) + "  " + energy::cpuTimeText(total) + "  " + total.name + "\n");
 }
 
-void printJson(const Snapshot& snapshot, const HistoryPart& history) {
+void printEnergyJson(const Snapshot& snapshot, const HistoryPart& history) {
     std::optional<double> watts = energy::machinePower(snapshot);
     nlohmann::json j;
     j["watts"] = watts ? nlohmann::json(*watts) : nlohmann::json(nullptr);
@@ -116,7 +120,8 @@ void printJson(const Snapshot& snapshot, const HistoryPart& history) {
         j["sinceUnplugged"] = nullptr;
     }
     j["today"] = history.today;
-    print(jsonText(j, 2) + "\n");
+    j["recorded"] = history.recorded;
+    printJson(j);
 }
 
 void run(const EnergyOptions& options) {
@@ -125,12 +130,12 @@ void run(const EnergyOptions& options) {
         std::fprintf(stderr, "quillmere energy: could not take a sample of this machine\n");
         exitWith(1);
     }
-    std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
-    HistoryPart history = readHistory(path, snapshot->battery, Clock::system().now());
+    RecordedHistory recorded = openRecordedHistory(options.db, "energy");
+    HistoryPart history = readHistory(recorded, snapshot->battery, Clock::system().now());
     if (options.json)
-        printJson(*snapshot, history);
+        printEnergyJson(*snapshot, history);
     else
-        printText(*snapshot, history);
+        printText(*snapshot, history, recorded.path);
 }
 
 RegisterCommand registration{"energy",

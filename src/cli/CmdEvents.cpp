@@ -4,12 +4,10 @@
 #include <string>
 
 #include "cli/Command.h"
+#include "cli/HistoryAccess.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
-#include "core/JsonText.h"
 #include "core/SnapshotJson.h"
-#include "history/HistoryFiles.h"
-#include "history/HistoryStore.h"
 #include "history/TimeArguments.h"
 #include "shell/fmt/Fmt.h"
 
@@ -23,28 +21,26 @@ struct EventsOptions {
 };
 
 void run(const EventsOptions& options) {
-    auto span = parseDuration(options.since);
-    if (!span) {
-        std::fprintf(stderr, "quillmere events: --since takes a span such as 30m, 2h or 7d, not \"%s\"\n",
-                     options.since.c_str());
+    Date now = Clock::system().now();
+    auto since = parseTimePoint(options.since, now);
+    if (!since) {
+        std::fprintf(stderr, "quillmere events: %s\n", timeArgumentRefusal("--since", options.since).c_str());
         exitWith(2);
     }
-    Date now = Clock::system().now();
-    std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
-
+    RecordedHistory history = openRecordedHistory(options.db, "events");
     std::vector<TimelineEvent> events;
-    if (fileBytes(path) > 0) {  // reading must not create an empty history
-        HistoryStore store(path);
-        if (!store.isOpen()) exitWith(1);  // the store has said why
-        events = store.eventsSync(now - *span, now);
-    }
+    if (history.store) events = history.store->eventsSync(*since, now);
 
     if (options.json) {
-        print(jsonText(nlohmann::json(events), 2) + "\n");
+        printJson(events);
+        return;
+    }
+    if (!history.store) {
+        print(nothingRecordedText(history.path));
         return;
     }
     if (events.empty()) {
-        print("No notable events since " + Fmt::dayTime(now - *span) + ".\n");
+        print("No notable events since " + Fmt::dayTime(*since) + ".\n");
         return;
     }
     for (const TimelineEvent& e : events) {
@@ -59,7 +55,8 @@ RegisterCommand registration{"events",
     auto* command =
         app.add_subcommand("events",
                            "List recorded events (runaway CPU, memory growth, pressure, heat, ...), newest first");
-    command->add_option("--since", options->since, "how far back: 30m, 2h, 7d, 2w (default 24h; at most 500 events)");
+    command->add_option("--since", options->since,
+                        std::string("from when: ") + timeArgumentForms + " (default 24h; at most 500 events)");
     command->add_flag("--json", options->json, "print the events as a JSON array");
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");

@@ -64,10 +64,7 @@ Date timeArgument(const std::string& option, const std::string& text, Date fallb
     if (text.empty()) return fallback;
     auto date = parseTimePoint(text, now);
     if (!date) {
-        std::fprintf(stderr,
-                     "quillmere history export: %s takes 7d, now, 2024-05-01, \"2024-05-01 "
-                     "14:30\" or Unix seconds, not \"%s\"\n",
-                     option.c_str(), text.c_str());
+        std::fprintf(stderr, "quillmere history export: %s\n", timeArgumentRefusal(option, text).c_str());
         exitWith(2);
     }
     return *date;
@@ -137,7 +134,7 @@ RegisterCommand registration{"history",
     exporter->add_flag("--json", options->json, "JSON: all three tables, or the one named by --table");
     exporter->add_option(
         "--from", options->from,
-        "start: a span back from now (7d), a date (2024-05-01), \"2024-05-01 14:30\" or Unix seconds (default: all)");
+        std::string("start: ") + timeArgumentForms + ", or Unix seconds (default: all)");
     exporter->add_option("--to", options->to, "end, in the same forms (default: now)");
     exporter->add_option("--table", options->table, "system, apps or events");
     exporter->callback([options] { runExport(*options); });

@@ -8,12 +8,10 @@
 #include <string>
 
 #include "cli/Command.h"
+#include "cli/HistoryAccess.h"
 #include "cli/Output.h"
 #include "core/Clock.h"
-#include "core/JsonText.h"
 #include "core/SnapshotJson.h"
-#include "history/HistoryFiles.h"
-#include "history/HistoryStore.h"
 #include "history/TimeArguments.h"
 #include "history/Timeline.h"
 #include "shell/fmt/Fmt.h"
@@ -29,35 +27,6 @@ struct TimelineOptions {
     bool json = false;
     std::string db;
 };
-
-// "HH:MM" today in local time; absent for anything else.
-std::optional<Date> parseClockTime(const std::string& text, Date now) {
-    int hour = -1, minute = -1, consumed = 0;
-    if (std::sscanf(text.c_str(), "%2d:%2d%n", &hour, &minute, &consumed) != 2 ||
-        consumed != static_cast<int>(text.size()) || hour < 0 || hour > 23 || minute < 0 || minute > 59)
-        return std::nullopt;
-    auto seconds = static_cast<std::time_t>(now);
-    std::tm local{};
-    if (!localtime_r(&seconds, &local)) return std::nullopt;
-    local.tm_hour = hour;
-    local.tm_min = minute;
-    local.tm_sec = 0;
-    local.tm_isdst = -1;
-    std::time_t t = std::mktime(&local);
-    if (t == static_cast<std::time_t>(-1)) return std::nullopt;
-    return static_cast<Date>(t);
-}
-
-// "HH:MM", "YYYY-MM-DD HH:MM", or a span back from now written "-2h" / "-30m".
-std::optional<Date> parseMoment(const std::string& text, Date now) {
-    if (!text.empty() && text[0] == '-') {
-        auto span = parseDuration(std::string_view(text).substr(1));
-        if (!span) return std::nullopt;
-        return now - *span;
-    }
-    if (auto clock = parseClockTime(text, now)) return clock;
-    return parseTimePoint(text, now);
-}
 
 // Labels for the rows: the time of day is enough within a day, longer ranges need the day.
 std::string rowLabel(Date date, Range range) {
@@ -151,10 +120,9 @@ void run(const TimelineOptions& options) {
     Date now = Clock::system().now();
     std::optional<Date> at;
     if (!options.at.empty()) {
-        at = parseMoment(options.at, now);
+        at = parseTimePoint(options.at, now);
         if (!at) {
-            std::fprintf(stderr, "quillmere timeline: --at takes HH:MM, \"YYYY-MM-DD HH:MM\" or -2h, not \"%s\"\n",
-                         options.at.c_str());
+            std::fprintf(stderr, "quillmere timeline: %s\n", timeArgumentRefusal("--at", options.at).c_str());
             exitWith(2);
         }
         if (!HistoryTimelineView::contains(*range, *at, now)) {
@@ -166,12 +134,10 @@ void run(const TimelineOptions& options) {
 
     HistoryTimelineView view;
     view.range = *range;
-    std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
-    if (fileBytes(path) > 0) {  // reading must not create an empty history
-        HistoryStore store(path);
-        if (!store.isOpen()) exitWith(1);  // the store has said why
-        view.loadNow(store, now);
-        if (at) view.selectNow(*at, store);
+    RecordedHistory history = openRecordedHistory(options.db, "timeline");
+    if (history.store) {
+        view.loadNow(*history.store, now);
+        if (at) view.selectNow(*at, *history.store);
     } else {
         view.loaded = true;
         if (at) view.selected = at;
@@ -187,12 +153,17 @@ void run(const TimelineOptions& options) {
         j["rows"] = view.rows;
         j["events"] = view.events;
         j["moment"] = at ? momentJson(panel) : nlohmann::json(nullptr);
-        print(jsonText(j, 2) + "\n");
+        j["recorded"] = history.store != nullptr;
+        printJson(j);
         return;
     }
 
     print("Timeline, last " + HistoryTimelineView::title(*range) + " (" +
           Fmt::duration(static_cast<double>(HistoryTimelineView::bucket(*range))) + " buckets)\n");
+    if (!history.store) {
+        print(nothingRecordedText(history.path));
+        return;
+    }
     if (view.rows.empty()) {
         print(std::string(HistoryTimelineView::emptyTitle) + "\n" + HistoryTimelineView::emptyText + "\n");
     } else {
@@ -221,8 +192,7 @@ RegisterCommand registration{"timeline",
     auto options = std::make_shared<TimelineOptions>();
     auto* command = app.add_subcommand("timeline", "Scroll back through the recorded history and its events");
     command->add_option("--range", options->range, "1h, 24h, 7d or 30d (default 24h)");
-    command->add_option("--at", options->at,
-                        "a moment to look at: HH:MM today, \"YYYY-MM-DD HH:MM\", or -2h / -30m back from now");
+    command->add_option("--at", options->at, std::string("a moment to look at: ") + timeArgumentForms);
     command->add_flag("--json", options->json, "print the rows, events and moment as JSON");
     command->add_option("--db", options->db,
                         "history database to read (default: $QUILLMERE_DB, else the data folder's history.sqlite)");

@@ -17,18 +17,43 @@ TEST(TimeArguments, DurationsNeedAWholeCountAndAUnit) {
         EXPECT_FALSE(parseDuration(nonsense).has_value()) << nonsense;
 }
 
-TEST(TimeArguments, TimePointsFromSpansSecondsAndDates) {
-    Date now = 1'700'000'000;
-    EXPECT_EQ(parseTimePoint("now", now), now);
-    EXPECT_EQ(parseTimePoint("2h", now), now - 7200);
-    EXPECT_EQ(parseTimePoint("1690000000", now), 1'690'000'000);
+TEST(TimeArguments, EveryCommandReadsSpansClockTimesDatesAndSecondsAlike) {
     setenv("TZ", "UTC", 1);
     tzset();
+    Date now = 1'700'000'000;  // Tuesday 2023-11-14 22:13:20 UTC
+    EXPECT_EQ(parseTimePoint("now", now), now);
+    for (const char* twoHoursBack : {"2h", "-2h", "2h ago", " 120m ago ", "-7200s"})
+        EXPECT_EQ(parseTimePoint(twoHoursBack, now), now - 7200) << twoHoursBack;
+    EXPECT_EQ(parseTimePoint("1690000000", now), 1'690'000'000);
+
+    // Clock times are the latest such moment: today, or yesterday when still to come.
+    const Date at1405 = 1'699'970'700;
+    for (const char* form : {"14:05", "14:05:00", "2:05 PM", "2:05pm", "2:05 p.m.", "2:05\u202FPM", "2:05\u00A0pm"})
+        EXPECT_EQ(parseTimePoint(form, now), at1405) << form;
+    EXPECT_EQ(parseTimePoint("2pm", now), at1405 - 300);
+    EXPECT_EQ(parseTimePoint("12am", now), 1'699'920'000);
+    EXPECT_EQ(parseTimePoint("12:30 PM", now), 1'699'965'000);
+    EXPECT_EQ(parseTimePoint("23:00", now), 1'699'916'400);  // the 13th: 23:00 on the 14th is still to come
+
+    // Dates, local or with a zone.
     EXPECT_EQ(parseTimePoint("2024-01-31", now), 1'706'659'200);
     EXPECT_EQ(parseTimePoint("2024-01-31 14:25", now), 1'706'711'100);
+    EXPECT_EQ(parseTimePoint("2024-01-31 2:25 PM", now), 1'706'711'100);
     EXPECT_EQ(parseTimePoint("2024-01-31T14:25:01", now), 1'706'711'101);
-    for (const char* nonsense : {"yesterday", "2024-02-31", "2024-13-01", "2024-01-31X14:25", "2024-01-31 25:00",
-                                 "2024-01-31 14:25 extra", "-5"})
+    EXPECT_EQ(parseTimePoint("2023-11-14T14:05:00Z", now), at1405);
+    EXPECT_EQ(parseTimePoint("2023-11-14T15:05:00+01:00", now), at1405);
+    EXPECT_EQ(parseTimePoint("2023-11-14T09:05-0500", now), at1405);
+    setenv("TZ", "Europe/Berlin", 1);
+    tzset();
+    EXPECT_EQ(parseTimePoint("2023-11-14 15:05", now), at1405);  // local time is one hour ahead in November
+    EXPECT_EQ(parseTimePoint("2023-11-14T14:05:00Z", now), at1405);
+    setenv("TZ", "UTC", 1);
+    tzset();
+
+    for (const char* nonsense :
+         {"yesterday", "2024-02-31", "2024-13-01", "2024-01-31X14:25", "2024-01-31 25:00", "2024-01-31 14:25 extra",
+          "-5", "14", "25:00", "14:60", "13pm", "0am", "2:05 XM", "2h hence", "--2h", "2024-01-31T14:25+25:00", ":05",
+          "1969-12-31", "2h ago ago", ""})
         EXPECT_FALSE(parseTimePoint(nonsense, now).has_value()) << nonsense;
 }
 
