@@ -45,8 +45,7 @@ CLI::Validator seconds(double low, double high) {
 
 CLI::Validator oneOf(std::vector<std::string> words) {
     std::string list;
-    for (size_t i = 0; i < words.size(); ++i)
-        list += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
+    for (size_t i = 0; i < words.size(); ++i) list += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i];
     return CLI::Validator(
         [words, list](std::string& input) -> std::string {
             for (const auto& word : words)

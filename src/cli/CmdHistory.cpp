@@ -132,9 +132,8 @@ RegisterCommand registration{"history",
     auto* exporter = history->add_subcommand("export", "Print recorded minutes, app rows and events as CSV or JSON");
     exporter->add_flag("--csv", options->csv, "CSV of one table (--table, default system)");
     exporter->add_flag("--json", options->json, "JSON: all three tables, or the one named by --table");
-    exporter->add_option(
-        "--from", options->from,
-        std::string("start: ") + timeArgumentForms + ", or Unix seconds (default: all)");
+    exporter->add_option("--from", options->from,
+                         std::string("start: ") + timeArgumentForms + ", or Unix seconds (default: all)");
     exporter->add_option("--to", options->to, "end, in the same forms (default: now)");
     exporter->add_option("--table", options->table, "system, apps or events");
     exporter->callback([options] { runExport(*options); });

@@ -50,10 +50,26 @@ TEST(TimeArguments, EveryCommandReadsSpansClockTimesDatesAndSecondsAlike) {
     setenv("TZ", "UTC", 1);
     tzset();
 
-    for (const char* nonsense :
-         {"yesterday", "2024-02-31", "2024-13-01", "2024-01-31X14:25", "2024-01-31 25:00", "2024-01-31 14:25 extra",
-          "-5", "14", "25:00", "14:60", "13pm", "0am", "2:05 XM", "2h hence", "--2h", "2024-01-31T14:25+25:00", ":05",
-          "1969-12-31", "2h ago ago", ""})
+    for (const char* nonsense : {"yesterday",
+                                 "2024-02-31",
+                                 "2024-13-01",
+                                 "2024-01-31X14:25",
+                                 "2024-01-31 25:00",
+                                 "2024-01-31 14:25 extra",
+                                 "-5",
+                                 "14",
+                                 "25:00",
+                                 "14:60",
+                                 "13pm",
+                                 "0am",
+                                 "2:05 XM",
+                                 "2h hence",
+                                 "--2h",
+                                 "2024-01-31T14:25+25:00",
+                                 ":05",
+                                 "1969-12-31",
+                                 "2h ago ago",
+                                 ""})
         EXPECT_FALSE(parseTimePoint(nonsense, now).has_value()) << nonsense;
 }
 
