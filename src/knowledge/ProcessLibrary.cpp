@@ -336,16 +336,25 @@ const ProcessEntry* ProcessLibrary::lookup(std::string_view name, bool allowPatt
 }
 
 const ProcessEntry* ProcessLibrary::lookup(const AppGroup& group) const {
-    if (const ProcessEntry* hit = lookup(group.name, false)) return hit;
+    // A Linux desktop app (its bundle is a .desktop file) is never explained by an
+    // entry made by Apple: "Terminal", "Music" or "Photos" on a Linux desktop are the
+    // desktop's own apps, which its desktop-file id (org.gnome.Terminal) identifies.
+    const bool desktopApp = group.bundlePath && endsWith(*group.bundlePath, ".desktop");
+    auto lookupApp = [&](std::string_view name) -> const ProcessEntry* {
+        const ProcessEntry* hit = lookup(name, false);
+        return hit && desktopApp && hit->vendor == "Apple" ? nullptr : hit;
+    };
+    if (const ProcessEntry* hit = lookupApp(group.name)) return hit;
 
     if (group.bundlePath) {
-        // ".../Foo.app" (or ".../Foo.app/") gives "Foo".
+        // ".../Foo.app" (or ".../Foo.app/") gives "Foo"; ".../org.gnome.Terminal.desktop"
+        // gives "org.gnome.Terminal".
         std::string_view path = *group.bundlePath;
         while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
         if (auto slash = path.rfind('/'); slash != std::string_view::npos) path.remove_prefix(slash + 1);
         if (auto dot = path.rfind('.'); dot != std::string_view::npos && dot > 0) path = path.substr(0, dot);
         if (!path.empty())
-            if (const ProcessEntry* hit = lookup(path, false)) return hit;
+            if (const ProcessEntry* hit = lookupApp(path)) return hit;
     }
 
     // Apps are known by their own names only, never by a family pattern.

@@ -66,7 +66,7 @@ public:
     const ProcessEntry* lookup(std::string_view name, bool allowPatterns) const;
     // The entry for one app group: its name, its bundle's name, and for non-app groups
     // its lowest-pid processes' names and finally the patterns. Apps never match by
-    // pattern.
+    // pattern, and Linux desktop apps never by an entry made by Apple.
     const ProcessEntry* lookup(const AppGroup& group) const;
     // By id, exactly as written (a later duplicate id wins).
     const ProcessEntry* entry(std::string_view id) const;

@@ -317,18 +317,58 @@ TEST(LibraryFile, KnowsWhatLinuxDesktopsAndServersRun) {
 
 // The kernel cuts Linux process names to 15 characters, so a long lower-case name
 // must also be known by its first 15 characters (or a pattern must catch it).
-// macOS reports whole names; its daemons are left out.
+// macOS reports whole names; its daemons are left out, and so are desktop-file ids
+// (org.gnome.Music, a Snap's firefox_firefox, libreoffice-writer), which name files.
 TEST(LibraryFile, LongLinuxNamesAreAlsoKnownCutShort) {
     ProcessLibrary library = ProcessLibrary::fromFile(QM_LIBRARY_FILE);
     const std::set<std::string> macOnly{"iconservicesagent", "universalaccessd", "containermanagerd",
                                         "prl_disp_service"};
     const std::regex linuxStyle("[a-z0-9_.+-]{16,}");
+    const std::regex desktopFileID(R"([^.]+\.[^.]+\..+|([a-z0-9-]+)_\1|libreoffice-[a-z]+)");
     for (const ProcessEntry& e : library.entries())
         for (const std::string& name : e.names) {
-            if (!std::regex_match(name, linuxStyle) || name.rfind("com.", 0) == 0 || macOnly.count(name)) continue;
+            if (!std::regex_match(name, linuxStyle) || std::regex_match(name, desktopFileID) ||
+                name.rfind("com.", 0) == 0 || macOnly.count(name))
+                continue;
             const ProcessEntry* cut = library.lookup(name.substr(0, 15), true);
             EXPECT_TRUE(cut && cut->id == e.id) << name << " of " << e.id << " is not known as " << name.substr(0, 15);
         }
+}
+
+// Linux desktop apps are grouped under their desktop file: its Name is the group's
+// name and the file its bundle. Each finds the entry written for it, and never one of
+// Apple's apps that happens to share the Name.
+TEST(LibraryFile, KnowsLinuxDesktopAppsByTheirDesktopFiles) {
+    ProcessLibrary library = ProcessLibrary::fromFile(QM_LIBRARY_FILE);
+    struct Case {
+        const char* name;
+        const char* desktopFile;
+        const char* id;  // null: no entry, rather than a wrong one
+    };
+    const Case cases[] = {
+        {"Terminal", "/usr/share/applications/org.gnome.Terminal.desktop", "gnome-terminal"},
+        {"Terminal", "/usr/share/applications/org.gnome.Ptyxis.desktop", "ptyxis"},
+        {"Music", "/usr/share/applications/org.gnome.Music.desktop", "music-players"},
+        {"Photos", "/usr/share/applications/org.gnome.Photos.desktop", nullptr},
+        {"Files", "/usr/share/applications/org.gnome.Nautilus.desktop", "nautilus"},
+        {"Settings", "/usr/share/applications/org.gnome.Settings.desktop", "gnome-control-center"},
+        {"Firefox", "/var/lib/snapd/desktop/applications/firefox_firefox.desktop", "firefox"},
+        {"LibreOffice Writer", "/usr/share/applications/libreoffice-writer.desktop", "libreoffice"},
+        {"Spotify", "/var/lib/flatpak/exports/share/applications/com.spotify.Client.desktop", "spotify"},
+        {"GNU Image Manipulation Program", "/usr/share/applications/gimp.desktop", "gimp"},
+        {"Visual Studio Code", "/usr/share/applications/code.desktop", "vscode"},
+        {"Konsole", "/usr/share/applications/org.kde.konsole.desktop", "konsole"},
+        {"Thunar File Manager", "/usr/share/applications/thunar.desktop", "thunar"},
+    };
+    for (const Case& c : cases) {
+        AppGroup app;
+        app.id = std::string("app:") + c.desktopFile;
+        app.name = c.name;
+        app.kind = ProcessKind::app;
+        app.bundlePath = c.desktopFile;
+        const ProcessEntry* e = library.lookup(app);
+        EXPECT_EQ(e ? e->id : "<none>", c.id ? c.id : "<none>") << c.name << " " << c.desktopFile;
+    }
 }
 
 }  // namespace

@@ -146,6 +146,29 @@ TEST(ProcessLibrary, GroupLookupOrderAndAppsNeverMatchByPattern) {
     EXPECT_EQ(idOf(library.lookup(empty)), "apple-family");
 }
 
+TEST(ProcessLibrary, LinuxDesktopAppsAreNeverExplainedByApplesEntries) {
+    ProcessLibrary library = ProcessLibrary::fromJSON(R"({"processes": [
+        {"id": "Terminal", "names": ["Terminal"], "vendor": "Apple", "title": "T", "oneLiner": "Apple's."},
+        {"id": "Music", "names": ["Music"], "vendor": "Apple", "title": "M", "oneLiner": "Apple's."},
+        {"id": "gnome-terminal", "names": ["org.gnome.Terminal"], "title": "G", "oneLiner": "GNOME's."},
+        {"id": "files", "names": ["Files"], "vendor": "GNOME", "title": "F", "oneLiner": "GNOME's."}]})");
+    auto app = [](std::string name, std::string bundle) {
+        AppGroup g = group(std::move(name), ProcessKind::app, {process(7, "x")});
+        g.bundlePath = std::move(bundle);
+        return g;
+    };
+    // GNOME Terminal's desktop file names it "Terminal": its desktop-file id decides.
+    EXPECT_EQ(idOf(library.lookup(app("Terminal", "/usr/share/applications/org.gnome.Terminal.desktop"))),
+              "gnome-terminal");
+    // An unknown desktop app called "Music" gets no explanation rather than Apple's.
+    EXPECT_EQ(library.lookup(app("Music", "/usr/share/applications/org.gnome.Music.desktop")), nullptr);
+    // Other vendors' entries still match by name; on a Mac, Apple's own apps are found.
+    EXPECT_EQ(idOf(library.lookup(app("Files", "/usr/share/applications/org.gnome.Nautilus.desktop"))), "files");
+    EXPECT_EQ(idOf(library.lookup(app("Terminal", "/System/Applications/Utilities/Terminal.app"))), "Terminal");
+    EXPECT_EQ(idOf(library.lookup(group("Music", ProcessKind::app, {}))), "Music");
+    EXPECT_EQ(idOf(library.lookup("Terminal", false)), "Terminal");
+}
+
 TEST(ProcessLibrary, SearchLooksAtTitlesOneLinersAndNamesOnly) {
     ProcessLibrary library = ProcessLibrary::fromFile(kDir + "small-library.json");
     auto ids = [&](std::string_view q) {
