@@ -1,5 +1,6 @@
 # The two commands a new user needs:
-#   make run    installs the build's packages, builds, and runs `quillmere sample --live`
+#   make run    installs the build's packages, builds, and runs the desktop app when
+#               there is a display, else the live terminal view (`quillmere sample --live`)
 #   make test   installs the build's packages, builds, and runs the whole test suite
 BUILD ?= build
 JOBS ?= 2
@@ -15,7 +16,11 @@ build: deps
 	cmake --build $(BUILD) -j$(JOBS)
 
 run: build
-	$(BUILD)/quillmere sample --live
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ] && [ -x $(BUILD)/quillmere-app ]; then \
+		exec $(BUILD)/quillmere-app; \
+	else \
+		exec $(BUILD)/quillmere sample --live; \
+	fi
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
