@@ -10,7 +10,9 @@
 #include "core/Defaults.h"
 #include "core/FileDefaults.h"
 #include "core/FileRead.h"
+#include "history/AlertCenter.h"
 #include "shell/MenuBarStyle.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::config_command {
 namespace {
@@ -147,7 +149,12 @@ void runList() {
                             : setting.fallback ? show(*setting.fallback) + " (default)"
                                                : std::string("(unset)");
         std::string type = typeName(setting.type);
-        print(key + std::string(width + 2 - key.size(), ' ') + type + std::string(8 - type.size(), ' ') + value + "\n");
+        std::string line =
+            key + std::string(width + 2 - key.size(), ' ') + type + std::string(8 - type.size(), ' ') + value;
+        // The notification switches show their label from the alert settings.
+        if (const AlertSwitch* alert = findAlertSwitch(key))
+            line += std::string(value.size() < 16 ? 16 - value.size() : 2, ' ') + forThisPlatform(alert->label);
+        print(line + "\n");
     }
     for (const auto& [key, value] : stored)
         if (findSetting(key) == nullptr) print(key + "  " + show(value) + " (not used by Quillmere)\n");

@@ -1,7 +1,8 @@
 // quillmere record: the headless background recorder. It samples in background mode
 // (5 s on mains, 10 s on battery), writes every minute and event to the history,
-// prints each event as one line as it happens, and on SIGINT or SIGTERM saves the
-// partial minute before it exits.
+// prints each event as one line as it happens, tells the user about the serious ones
+// with a desktop notification (it holds the recorder lock, so nobody else does), and
+// on SIGINT or SIGTERM saves the partial minute before it exits.
 #include <pthread.h>
 #include <signal.h>
 
@@ -13,10 +14,12 @@
 #include "core/Monitor.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
+#include "history/AlertCenter.h"
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "history/RecorderLock.h"
+#include "notify/PlatformNotifications.h"
 #include "shell/fmt/Fmt.h"
 #include "shell/fmt/PlatformWording.h"
 
@@ -26,6 +29,7 @@ namespace {
 struct RecordOptions {
     std::string db;
     bool quiet = false;
+    bool noNotify = false;
 };
 
 std::string eventLine(const TimelineEvent& e) {
@@ -66,10 +70,15 @@ void run(const RecordOptions& options) {
     Sampler::Dependencies deps;
     deps.history = &store;
     deps.detector = std::make_unique<EventDetector>();
+    // Made before the monitor so it outlives every events callback.
+    std::unique_ptr<AlertCenter> alerts;
+    if (!options.noNotify)
+        alerts = std::make_unique<AlertCenter>(makePlatformNotificationSink(), loop, recorderAlertHooks());
     Monitor monitor(loop, std::make_unique<Sampler>(std::move(deps)), &store);
     monitor.onEvents = [&](const std::vector<TimelineEvent>& events) {
         for (const auto& event : events) std::cout << eventLine(event) << '\n';
         std::cout << std::flush;
+        if (alerts) alerts->deliver(events);
     };
 
     std::thread signalWaiter([&] {
@@ -99,6 +108,7 @@ RegisterCommand registration("record", [](CLI::App& app) {
     cmd->add_option("--db", options->db,
                     "history database (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     cmd->add_flag("-q,--quiet", options->quiet, "Print only events");
+    cmd->add_flag("--no-notify", options->noNotify, "Do not show desktop notifications for events");
     cmd->callback([options] { run(*options); });
 });
 
