@@ -22,6 +22,7 @@ packages+=(libgtest-dev libgmock-dev libbenchmark-dev)  # tests and benchmarks
 packages+=(libssl-dev)                                  # checksums for package provenance
 packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
 packages+=(libsdbus-c++-dev libsystemd-dev dbus)         # desktop notifications; dbus-daemon for their tests
+packages+=(libsystemd-dev)                              # the privileged helper's socket activation
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy ccache)
 missing=()
 for p in "${packages[@]}"; do

@@ -147,6 +147,15 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
         auto oldIdentity = identities_.find(info.pid);
         bool hasBase = old != previous_.end() && now > old->second.date && usage->cpuTime >= old->second.cpuTime &&
                        oldIdentity != identities_.end() && oldIdentity->second.startTime == info.startTime;
+        // Disk counters read on some ticks only (by the helper) carry over the ticks in
+        // between, so the next reading measures from the last real one: the rates of the
+        // ticks in between are 0 and the next one holds their bytes.
+        bool diskKnown = usage->diskCounted;
+        if (!diskKnown && hasBase && old->second.diskKnown) {
+            usage->diskRead = old->second.diskRead;
+            usage->diskWrite = old->second.diskWrite;
+            diskKnown = true;
+        }
         if (hasBase) {
             const Counters& base = old->second;
             double span = timebase_ * static_cast<double>(now - base.date);  // nanoseconds
@@ -157,12 +166,14 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
             auto rate = [elapsed](uint64_t now, uint64_t before) {
                 return now >= before ? static_cast<double>(now - before) / elapsed : 0.0;
             };
-            s.diskReadRate = rate(usage->diskRead, base.diskRead);
-            s.diskWriteRate = rate(usage->diskWrite, base.diskWrite);
+            if (usage->diskCounted && base.diskKnown) {
+                s.diskReadRate = rate(usage->diskRead, base.diskRead);
+                s.diskWriteRate = rate(usage->diskWrite, base.diskWrite);
+            }
             s.wakeups = rate(usage->wakeups, base.wakeups);
         }
         newCounters[info.pid] =
-            Counters{usage->cpuTime, usage->energy, usage->diskRead, usage->diskWrite, usage->wakeups, now};
+            Counters{usage->cpuTime, usage->energy, usage->diskRead, usage->diskWrite, usage->wakeups, now, diskKnown};
         result.processes.push_back(std::move(s));
     }
 

@@ -34,6 +34,9 @@ struct UsageRecord {
     uint64_t diskRead = 0;   // bytes
     uint64_t diskWrite = 0;  // bytes
     uint64_t wakeups = 0;
+    // False when the platform could not read this process's disk counters (another
+    // user's process on Linux without the helper): the fields above are then 0.
+    bool diskCounted = true;
 };
 
 // The base for the next tick's rates.
@@ -43,7 +46,8 @@ struct Counters {
     uint64_t diskRead = 0;
     uint64_t diskWrite = 0;
     uint64_t wakeups = 0;
-    uint64_t date = 0;  // absolute-time reading taken once per read
+    uint64_t date = 0;      // absolute-time reading taken once per read
+    bool diskKnown = true;  // false: diskRead and diskWrite are no base for a rate
 };
 
 // The group a process belongs to, cached for the process's lifetime.

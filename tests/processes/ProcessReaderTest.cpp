@@ -102,6 +102,34 @@ TEST_F(ReaderFixture, CountersGoingBackwardsOrReusedPidsStartOver) {
     EXPECT_EQ(source->pathLookups[200], 2);
 }
 
+// Linux: another user's disk counters come only from the helper, on the ticks that
+// ask it; the ticks in between carry the last real counters instead of reading 0.
+TEST_F(ReaderFixture, DiskCountersOnlyTheHelperReadsCarryOverTheTicksBetween) {
+    auto& daemon = source->add(20, 0, "/usr/sbin/daemon");
+    daemon.usage = UsageRecord{1'000'000'000, 4096, 0, 0, 0, 0};
+    daemon.usage->diskCounted = false;
+    helper->enabled = true;
+    auto recordWith = [](uint64_t written) {
+        std::vector<uint8_t> wire;
+        RawProcRecord{20, 0, 1'000'000'000, 0, 4096, 0, 0, written, 0}.packInto(wire);
+        return wire;
+    };
+    reader->readDetailed(false);  // before the helper answered: no base for disk
+    wait(1);
+    helper->reply = recordWith(50'000'000);
+    EXPECT_EQ(sample(reader->readDetailed(true), 20).diskWriteRate, 0) << "the whole counter is no rate";
+    for (int i = 0; i < 5; ++i) {
+        wait(1);
+        EXPECT_EQ(sample(reader->readDetailed(false), 20).diskWriteRate, 0);
+    }
+    wait(1);
+    helper->reply = recordWith(56'000'000);
+    auto measured = sample(reader->readDetailed(true), 20);
+    EXPECT_DOUBLE_EQ(measured.diskWriteRate, 6'000'000) << "six ticks' bytes on the tick that read them";
+    EXPECT_FALSE(measured.approximate);
+    EXPECT_TRUE(measured.isRestricted);
+}
+
 TEST_F(ReaderFixture, NamesForKernelUnnamedAndVersionedExecutables) {
     source->add(0, 0, "");
     auto& unnamed = source->add(4711, FakeProcessSource::me, "");

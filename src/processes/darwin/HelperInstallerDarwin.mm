@@ -27,6 +27,8 @@ HelperInstaller::State HelperInstaller::install() {
     }
 }
 
+std::string HelperInstaller::enableCommand() { return {}; }
+
 void HelperInstaller::uninstall() {
     @autoreleasepool {
         NSError* error = nil;

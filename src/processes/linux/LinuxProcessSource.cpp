@@ -12,6 +12,7 @@
 #include "processes/RunCommand.h"
 #include "processes/Sources.h"
 #include "processes/linux/ProcStat.h"
+#include "processes/linux/SocketHelperTransport.h"
 
 namespace qm {
 
@@ -87,7 +88,10 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& process) {
     UsageRecord usage;
     usage.cpuTime = static_cast<uint64_t>(static_cast<double>(facts->second.cpuTicks) * nanosPerTick_);
     usage.memory = facts->second.rssPages * pageSize_;
-    if (process.uid != ownUID_) return usage;
+    if (process.uid != ownUID_) {
+        usage.diskCounted = false;  // the helper reads them when it runs
+        return usage;
+    }
     DiskFacts disk{process.startTime, facts->second.cpuTicks, 0, 0};
     auto last = lastDisk_.find(process.pid);
     if (last != lastDisk_.end() && last->second.startTime == disk.startTime && last->second.cpuTicks == disk.cpuTicks) {
@@ -146,7 +150,7 @@ std::unique_ptr<ProcessListSource> makeProcessListSource() {
     return std::make_unique<ProcessReader>(
         std::make_unique<LinuxProcessSource>(root),
         std::make_unique<DesktopKeyResolver>(std::make_unique<LinuxCgroupSource>(root), std::move(dataDirs)),
-        std::make_unique<NoHelperTransport>());
+        makeSocketHelperTransport());
 }
 
 }  // namespace qm

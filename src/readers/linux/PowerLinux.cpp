@@ -8,6 +8,7 @@
 #include "core/Paths.h"
 #include "readers/PowerCommon.h"
 #include "readers/Sources.h"
+#include "readers/linux/RaplFromHelper.h"
 
 namespace qm {
 
@@ -83,13 +84,13 @@ std::vector<RaplZone> readRaplZones(const std::string& root) {
 LinuxPowerSource::LinuxPowerSource(std::string root, Seconds seconds)
     : root_(std::move(root)), seconds_(std::move(seconds)) {
     // A first sample now, so that the first read already has a span to measure.
-    rapl_.update(readRaplZones(root_), seconds_());
+    rapl_.update(readRaplZonesWithHelper(root_), seconds_());
 }
 
 std::optional<PowerReading> LinuxPowerSource::read() {
     PowerReading reading;
     reading.battery = batteryFromSupplies(readPowerSupplies(root_));
-    auto zones = readRaplZones(root_);
+    auto zones = readRaplZonesWithHelper(root_);
     std::optional<double> measured = zones.empty() ? std::nullopt : rapl_.update(zones, seconds_());
     reading.systemPower = systemPowerOrDischarge(measured, reading.battery);
     return reading;
