@@ -2,9 +2,11 @@
 // patterns must hold together.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include "core/FileRead.h"
@@ -14,6 +16,36 @@
 
 namespace qm {
 namespace {
+
+// Whether a text speaks of the other system: Mac (as a word), macOS, Spotlight, Finder.
+bool mentionsTheOtherSystem(const std::string& text) {
+    for (const char* word : {"macOS", "Spotlight", "Finder"})
+        if (text.find(word) != std::string::npos) return true;
+    auto isWordChar = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; };
+    for (size_t at = text.find("Mac"); at != std::string::npos; at = text.find("Mac", at + 1)) {
+        const bool starts = at == 0 || !isWordChar(text[at - 1]);
+        const bool ends = at + 3 == text.size() || !isWordChar(text[at + 3]);
+        if (starts && ends) return true;
+    }
+    return false;
+}
+
+// A long name written the way Linux spells process names: lower case, digits, _.+-.
+bool linuxStyleLongName(const std::string& name) {
+    return name.size() > 15 && std::all_of(name.begin(), name.end(), [](char c) {
+               return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                      std::string_view("_.+-").find(c) != std::string_view::npos;
+           });
+}
+
+// A desktop-file id rather than a process name: reverse-domain (org.gnome.Music),
+// a Snap's name_app (firefox_firefox) or a LibreOffice module (libreoffice-writer).
+bool desktopFileID(const std::string& name) {
+    if (std::count(name.begin(), name.end(), '.') >= 2) return true;
+    if (auto underscore = name.find('_'); underscore != std::string::npos)
+        if (name.substr(0, underscore) == name.substr(underscore + 1)) return true;
+    return name.rfind("libreoffice-", 0) == 0;
+}
 
 TEST(LibraryFile, LoadsCleanlyWithUniqueIdsAndKnownKeys) {
     std::vector<std::string> logged;
@@ -277,13 +309,12 @@ TEST(LibraryFile, KnowsWhatLinuxDesktopsAndServersRun) {
         {"kworker/u8:2", "kworker-family"},
     };
     // Nothing a Linux user reads about these speaks of the other system.
-    const std::regex otherSystem(R"(\bMac\b|macOS|Spotlight|Finder)");
     auto mentions = [&](const ProcessEntry& e) {
         std::vector<std::string> texts{e.title, e.oneLiner, e.summary.value_or(""), e.safeToQuitNote.value_or("")};
         texts.insert(texts.end(), e.whyHigh.begin(), e.whyHigh.end());
         texts.insert(texts.end(), e.whatToDo.begin(), e.whatToDo.end());
         for (const std::string& text : texts)
-            if (std::regex_search(text, otherSystem)) return text;
+            if (mentionsTheOtherSystem(text)) return text;
         return std::string();
     };
     for (const auto& [name, id] : expected) {
@@ -323,12 +354,9 @@ TEST(LibraryFile, LongLinuxNamesAreAlsoKnownCutShort) {
     ProcessLibrary library = ProcessLibrary::fromFile(QM_LIBRARY_FILE);
     const std::set<std::string> macOnly{"iconservicesagent", "universalaccessd", "containermanagerd",
                                         "prl_disp_service"};
-    const std::regex linuxStyle("[a-z0-9_.+-]{16,}");
-    const std::regex desktopFileID(R"([^.]+\.[^.]+\..+|([a-z0-9-]+)_\1|libreoffice-[a-z]+)");
     for (const ProcessEntry& e : library.entries())
         for (const std::string& name : e.names) {
-            if (!std::regex_match(name, linuxStyle) || std::regex_match(name, desktopFileID) ||
-                name.rfind("com.", 0) == 0 || macOnly.count(name))
+            if (!linuxStyleLongName(name) || desktopFileID(name) || name.rfind("com.", 0) == 0 || macOnly.count(name))
                 continue;
             const ProcessEntry* cut = library.lookup(name.substr(0, 15), true);
             EXPECT_TRUE(cut && cut->id == e.id) << name << " of " << e.id << " is not known as " << name.substr(0, 15);
