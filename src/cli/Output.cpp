@@ -28,6 +28,9 @@ int finishOutput(int code) {
     const bool flushed = std::fflush(stdout) == 0;
     if (flushed && !std::ferror(stdout)) return code;
     const int reason = errno;
+    static bool reported = false;  // once, however many ways the program ends
+    if (reported) return code == 0 ? 1 : code;
+    reported = true;
     std::fprintf(stderr, "quillmere: could not write the output%s%s\n", reason ? ": " : "",
                  reason ? std::strerror(reason) : "");
     return code == 0 ? 1 : code;

@@ -122,7 +122,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s: %s (see %s --help)\n", path.c_str(), plainMessage(command, e).c_str(), path.c_str());
         return 2;
     } catch (const ExitRequest& request) {
-        return request.code;
+        return finishOutput(request.code);
     }
     return finishOutput();
 }

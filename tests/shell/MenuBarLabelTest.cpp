@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "core/Defaults.h"
 #include "shell/StatusBarOutput.h"
 #include "shell/fmt/Fmt.h"
@@ -103,23 +106,49 @@ TEST_F(MenuBarLabelTest, RedrawsOnlyWhenLinesOrAlertChange) {
     EXPECT_TRUE(updater.update(snapshot, MenuBarStyle::cpuMemory, false));  // a style change redraws
 }
 
-TEST_F(MenuBarLabelTest, StatusBarOutputs) {
-    MenuBarLabel two = menuBarLabel(snapshot, MenuBarStyle::cpuMemory);
-    EXPECT_EQ(plainStatusBarOutput(two), "CPU 37%\nMEM 56%\nQuillmere: CPU 37%, memory normal\n");
+TEST_F(MenuBarLabelTest, StatusBarOutputsOneLineAndWaybarsFields) {
+    StatusBarReading two = statusBarReading(snapshot, MenuBarStyle::cpuMemory);
+    EXPECT_EQ(plainStatusBarOutput(two), "CPU 37% MEM 56%\n");  // one line: polybar shows the last one
     auto json = nlohmann::json::parse(waybarOutput(two));
     EXPECT_EQ(json["text"], "CPU 37% MEM 56%");
+    EXPECT_EQ(json["alt"], "cpuMemory");
     EXPECT_EQ(json["tooltip"], "Quillmere: CPU 37%, memory normal");
     EXPECT_EQ(json["class"], "normal");
+    EXPECT_EQ(json["percentage"], 37);
 
+    // The icon style prints its glyph, so the module never disappears.
+    StatusBarReading icon = statusBarReading(snapshot, MenuBarStyle::icon);
+    EXPECT_EQ(plainStatusBarOutput(icon), "\u25C9\n");
+    EXPECT_EQ(nlohmann::json::parse(waybarOutput(icon))["text"], "\u25C9");
+
+    icon.label.tooltip = "bad \xff byte";  // never throws, always one line
+    std::string odd = waybarOutput(icon);
+    EXPECT_EQ(std::count(odd.begin(), odd.end(), '\n'), 1);
+}
+
+TEST_F(MenuBarLabelTest, StatusBarLevelRisesWithCPUPressureOrHeat) {
+    EXPECT_EQ(statusBarLevel(snapshot), "normal");
+    snapshot.cpu.total = 70;
+    EXPECT_EQ(statusBarLevel(snapshot), "warning");
+    snapshot.cpu.total = 100;  // a machine flat out is worth a red module on its own
+    EXPECT_EQ(statusBarLevel(snapshot), "critical");
+    EXPECT_EQ(statusBarReading(snapshot, MenuBarStyle::cpu).percentage, 100);
+
+    snapshot.cpu.total = 5;
+    snapshot.memory.pressureLevel = PressureLevel::warning;
+    EXPECT_EQ(statusBarLevel(snapshot), "warning");
+    snapshot.memory.pressureLevel = PressureLevel::critical;
+    EXPECT_EQ(statusBarLevel(snapshot), "critical");
+
+    snapshot.memory.pressureLevel = PressureLevel::normal;
+    snapshot.thermal.state = ThermalState::fair;
+    EXPECT_EQ(statusBarLevel(snapshot), "warning");
     snapshot.thermal.state = ThermalState::serious;
-    MenuBarLabel icon = menuBarLabel(snapshot, MenuBarStyle::icon);
-    EXPECT_EQ(plainStatusBarOutput(icon), "Quillmere: CPU 37%, memory normal\n");
-    json = nlohmann::json::parse(waybarOutput(icon));
-    EXPECT_FALSE(json["text"].get<std::string>().empty());  // an empty text would hide the module
-    EXPECT_EQ(json["class"], "alert");
+    EXPECT_EQ(statusBarLevel(snapshot), "critical");
 
-    icon.tooltip = "bad \xff byte";  // never throws, always one line
-    EXPECT_NO_THROW(waybarOutput(icon));
+    snapshot.thermal.state = ThermalState::nominal;
+    snapshot.cpu.total = std::nan("");  // a failed read never gives a nonsense percentage
+    EXPECT_EQ(statusBarReading(snapshot, MenuBarStyle::cpu).percentage, 0);
 }
 
 TEST(MenuBarStyleTest, RawValuesRoundTripAndUnknownFallsBackToCPU) {
