@@ -75,8 +75,9 @@ RegisterCommand registration{"bar",
                              [](CLI::App& app) {
     auto options = std::make_shared<BarOptions>();
     auto* command = app.add_subcommand("bar", "Print the menu-bar label for a status bar (waybar, polybar, i3blocks)");
-    command->add_option("--style", options->style,
-                        "icon, cpu, cpuMemory, temperature or power (default: the menuBar.style setting)")
+    command
+        ->add_option("--style", options->style,
+                     "icon, cpu, cpuMemory, temperature or power (default: the menuBar.style setting)")
         ->check(oneOf({"icon", "cpu", "cpuMemory", "temperature", "power"}));
     command->add_option("--format", options->format, "text (one line) or waybar (JSON, the same as --json)")
         ->check(oneOf({"text", "waybar"}));

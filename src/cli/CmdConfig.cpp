@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Command.h"
+#include "cli/Output.h"
 #include "core/Defaults.h"
 #include "core/FileDefaults.h"
 #include "core/FileRead.h"
@@ -24,6 +25,7 @@ struct KnownSetting {
     SettingType type;
     std::optional<SettingValue> fallback;  // what an unset key means; none when it depends
     const char* meaning;
+    bool macOnly = false;  // read only by the Mac app: hidden elsewhere
 };
 
 // Every key the program reads, with the value an unset key stands for.
@@ -39,21 +41,36 @@ const std::vector<KnownSetting>& knownSettings() {
         {"menuBar.enabled", SettingType::boolean, true, "show the menu-bar (tray) item"},
         {"menuBar.style", SettingType::text, std::string("cpu"), "icon, cpu, cpuMemory, temperature or power"},
         {"onboarded", SettingType::boolean, false, "onboarding has been completed"},
-        {"dock.visible", SettingType::boolean, true, "show the Dock icon"},
+        {"dock.visible", SettingType::boolean, true, "show the Dock icon", true},
         {"window.atLaunch", SettingType::boolean, true, "open the main window at start"},
         {"quit.keepRunningInMenuBar", SettingType::boolean, std::nullopt,
          "quitting hides to the menu bar (unset: when the menu bar item is on and onboarding is done)"},
         {"quit.backgroundHintShown", SettingType::boolean, false, "the background-running hint was shown"},
-        {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run"},
+        {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run", true},
         {"whatsNew.lastSeenVersion", SettingType::text, std::nullopt, "version whose release notes were last settled"},
     };
     return settings;
 }
 
+bool usedHere(const KnownSetting& setting) {
+#ifdef __APPLE__
+    (void)setting;
+    return true;
+#else
+    return !setting.macOnly;
+#endif
+}
+
 const KnownSetting* findSetting(const std::string& key) {
     for (const auto& setting : knownSettings())
-        if (key == setting.key) return &setting;
+        if (key == setting.key && usedHere(setting)) return &setting;
     return nullptr;
+}
+
+bool knownAnywhere(const std::string& key) {
+    for (const auto& setting : knownSettings())
+        if (key == setting.key) return true;
+    return false;
 }
 
 const char* typeName(SettingType type) {
@@ -104,17 +121,26 @@ const KnownSetting& requireKnown(const std::string& key) {
     return *setting;
 }
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
-
 struct ConfigOptions {
     std::string key;
     std::string value;
+    bool json = false;
 };
+
+nlohmann::json valueJson(const std::optional<SettingValue>& value) {
+    if (!value) return nullptr;
+    return std::visit([](const auto& v) { return nlohmann::json(v); }, *value);
+}
 
 void runGet(const ConfigOptions& options) {
     const KnownSetting& setting = requireKnown(options.key);
     auto value = Defaults::shared().value(setting.key);
+    const bool isDefault = !value;
     if (!value) value = setting.fallback;
+    if (options.json) {
+        printJson({{"key", setting.key}, {"value", valueJson(value)}, {"isDefault", isDefault}});
+        return;
+    }
     print((value ? show(*value) : std::string("(unset)")) + "\n");
 }
 
@@ -137,12 +163,35 @@ void runUnset(const ConfigOptions& options) {
     Defaults::shared().remove(setting.key);
 }
 
-void runList() {
+void runList(bool json) {
     Defaults& defaults = Defaults::shared();
     auto stored = defaults.all();
+    auto* file = dynamic_cast<FileDefaults*>(&defaults);
+    if (json) {
+        nlohmann::json settings = nlohmann::json::array();
+        for (const auto& setting : knownSettings()) {
+            if (!usedHere(setting)) continue;
+            auto it = stored.find(setting.key);
+            const bool isSet = it != stored.end();
+            settings.push_back({{"key", setting.key},
+                                {"type", typeName(setting.type)},
+                                {"value", valueJson(isSet ? std::optional(it->second) : setting.fallback)},
+                                {"isDefault", !isSet},
+                                {"meaning", setting.meaning}});
+        }
+        nlohmann::json unused = nlohmann::json::object();
+        for (const auto& [key, value] : stored)
+            if (!knownAnywhere(key)) unused[key] = valueJson(value);
+        printJson({{"settings", settings},
+                   {"unused", unused},
+                   {"settingsFile", file ? nlohmann::json(file->path()) : nlohmann::json(nullptr)}});
+        return;
+    }
     size_t width = 0;
-    for (const auto& setting : knownSettings()) width = std::max(width, std::string(setting.key).size());
+    for (const auto& setting : knownSettings())
+        if (usedHere(setting)) width = std::max(width, std::string(setting.key).size());
     for (const auto& setting : knownSettings()) {
+        if (!usedHere(setting)) continue;
         std::string key = setting.key;
         auto it = stored.find(key);
         std::string value = it != stored.end() ? show(it->second)
@@ -157,8 +206,8 @@ void runList() {
         print(line + "\n");
     }
     for (const auto& [key, value] : stored)
-        if (findSetting(key) == nullptr) print(key + "  " + show(value) + " (not used by Quillmere)\n");
-    if (auto* file = dynamic_cast<FileDefaults*>(&defaults)) print("\nSettings file: " + file->path() + "\n");
+        if (!knownAnywhere(key)) print(key + "  " + show(value) + " (not used by Quillmere)\n");
+    if (file) print("\nSettings file: " + file->path() + "\n");
 }
 
 RegisterCommand registration{"config",
@@ -169,6 +218,7 @@ RegisterCommand registration{"config",
 
     auto* get = config->add_subcommand("get", "Print a setting's value (its default when unset)");
     get->add_option("key", options->key, "setting key, e.g. alert.highCPU.threshold")->required();
+    get->add_flag("--json", options->json, "print the key and its value as one JSON object");
     get->callback([options] { runGet(*options); });
 
     auto* set = config->add_subcommand("set", "Change a setting");
@@ -181,7 +231,8 @@ RegisterCommand registration{"config",
     unset->callback([options] { runUnset(*options); });
 
     auto* list = config->add_subcommand("list", "List every setting with its value");
-    list->callback([] { runList(); });
+    list->add_flag("--json", options->json, "print the settings as one JSON object");
+    list->callback([options] { runList(options->json); });
                              }};
 
 }  // namespace

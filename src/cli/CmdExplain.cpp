@@ -1,13 +1,13 @@
 // quillmere explain NAME: what a running app, group or process is, from the built-in
 // library: what it does, why it can run high, what to do and whether it is safe to quit.
-#include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
-#include "core/JsonText.h"
+#include "cli/Output.h"
 #include "core/Platform.h"
 #include "knowledge/ProcessLibrary.h"
 #include "knowledge/TextCase.h"
@@ -15,6 +15,9 @@
 
 namespace qm::cli::explain_command {
 namespace {
+
+// The human-readable answer, printed at once in this platform's words.
+std::ostringstream text;
 
 struct Found {
     const ProcessEntry* entry = nullptr;
@@ -75,32 +78,32 @@ std::string verdict(ProcessEntry::Safety safety) {
 
 void printList(const char* heading, const std::vector<std::string>& lines) {
     if (lines.empty()) return;
-    std::cout << '\n' << heading << '\n';
-    for (const std::string& line : lines) std::cout << "  • " << line << '\n';
+    text << '\n' << heading << '\n';
+    for (const std::string& line : lines) text << "  • " << line << '\n';
 }
 
 void printText(const ProcessEntry& e, const std::optional<AppGroup>& group) {
-    std::cout << e.title;
-    if (e.vendor) std::cout << " (" << *e.vendor << ')';
-    std::cout << '\n' << e.oneLiner << '\n';
-    if (e.summary) std::cout << '\n' << *e.summary << '\n';
+    text << e.title;
+    if (e.vendor) text << " (" << *e.vendor << ')';
+    text << '\n' << e.oneLiner << '\n';
+    if (e.summary) text << '\n' << *e.summary << '\n';
     if (group) {
-        std::cout << "\nRunning now: " << group->name << ", " << group->processes.size()
-                  << (group->processes.size() == 1 ? " process" : " processes") << ", "
-                  << Fmt::bytes(double(group->memory)) << " memory\n";
+        text << "\nRunning now: " << group->name << ", " << group->processes.size()
+             << (group->processes.size() == 1 ? " process" : " processes") << ", " << Fmt::bytes(double(group->memory))
+             << " memory\n";
     }
     printList("Why it can run high:", e.whyHigh);
     printList("What to do:", e.whatToDo);
-    std::cout << "\nSafe to quit: " << verdict(e.safety());
-    if (e.safeToQuitNote) std::cout << ". " << *e.safeToQuitNote;
-    std::cout << '\n';
+    text << "\nSafe to quit: " << verdict(e.safety());
+    if (e.safeToQuitNote) text << ". " << *e.safeToQuitNote;
+    text << '\n';
     if (e.typical && (e.typical->cpu || e.typical->memory)) {
-        std::cout << "Typical:";
-        if (e.typical->cpu) std::cout << " CPU " << *e.typical->cpu << (e.typical->memory ? ";" : "");
-        if (e.typical->memory) std::cout << " memory " << *e.typical->memory;
-        std::cout << '\n';
+        text << "Typical:";
+        if (e.typical->cpu) text << " CPU " << *e.typical->cpu << (e.typical->memory ? ";" : "");
+        if (e.typical->memory) text << " memory " << *e.typical->memory;
+        text << '\n';
     }
-    std::cout << "More: " << e.webURL() << '\n';
+    text << "More: " << e.webURL() << '\n';
 }
 
 nlohmann::json toJSON(const std::string& name, const Found& found) {
@@ -140,15 +143,15 @@ void run(const std::string& name, bool json) {
     const Found found = find(library, name);
     if (json) {
         // Invalid UTF-8 in NAME is replaced rather than refused.
-        std::cout << jsonText(toJSON(name, found)) << '\n';
+        printJson(toJSON(name, found));
     } else if (found.entry) {
         printText(*found.entry, found.group);
     } else {
-        std::cout << '"' << name << "\" is not in the library";
-        if (library.count() == 0)
-            std::cout << " (the process library is empty: its file is missing or could not be read)";
-        std::cout << ".\n";
+        text << '"' << name << "\" is not in the library";
+        if (library.count() == 0) text << " (the process library is empty: its file is missing or could not be read)";
+        text << ".\n";
     }
+    print(text.str());
     if (!found.entry) exitWith(1);
 }
 

@@ -12,6 +12,7 @@
 #include "history/HistoryStore.h"
 #include "history/TimeArguments.h"
 #include "shell/fmt/Fmt.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::history_command {
 namespace {
@@ -37,6 +38,10 @@ uint64_t bytesOnDisk(const std::string& path) { return fileBytes(path) + fileByt
 void runSize(const HistoryOptions& options) {
     std::string path = databasePath(options);
     uint64_t bytes = bytesOnDisk(path);
+    if (options.json) {
+        print(jsonText({{"path", path}, {"bytes", bytes}, {"text", Fmt::bytes(static_cast<double>(bytes))}}, 2) + "\n");
+        return;
+    }
     print(Fmt::bytes(static_cast<double>(bytes)) + " (" + std::to_string(bytes) + " bytes)  " + path + "\n");
 }
 
@@ -48,9 +53,11 @@ void runErase(const HistoryOptions& options) {
     }
     std::string size = Fmt::bytes(static_cast<double>(bytesOnDisk(path)));
     if (!options.yes) {
-        print("This would erase every recorded minute, app row and event in " + path + " (" + size +
-              "). Nothing was changed; run again with --yes to erase.\n");
-        return;
+        std::fprintf(stderr,
+                     "quillmere history erase: this would erase every recorded minute, app row and event in %s "
+                     "(%s); nothing was changed: run again with --yes to erase\n",
+                     path.c_str(), size.c_str());
+        exitWith(1);
     }
     HistoryStore store(path);
     if (!store.isOpen()) exitWith(1);
@@ -102,6 +109,7 @@ void runExport(const HistoryOptions& options) {
         // Export wants every event, not the timeline's newest 500 (-1: no limit).
         if (table.empty() || table == "events") events = store.eventsSync(from, to, -1);
     }
+    for (TimelineEvent& event : events) event = forThisPlatform(event);  // rows written before the rewording
 
     if (options.csv) {
         if (table == "system") print(systemMinutesCSV(system));
@@ -123,6 +131,7 @@ RegisterCommand registration{"history",
                         "history database (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
 
     auto* size = history->add_subcommand("size", "Print the size of the history database on disk");
+    size->add_flag("--json", options->json, "print the path and size as one JSON object");
     size->callback([options] { runSize(*options); });
 
     auto* erase = history->add_subcommand("erase", "Erase all recorded history (asks for --yes)");

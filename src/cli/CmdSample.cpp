@@ -11,6 +11,7 @@
 #include "cli/ArgumentChecks.h"
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "cli/Output.h"
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
 #include "core/JsonText.h"
@@ -52,7 +53,7 @@ void run(const SampleOptions& options) {
             }
             if (options.count > 0 && printed >= options.count) return;
             if (options.json) {
-                std::cout << jsonText(nlohmann::json(snapshot)) << '\n' << std::flush;
+                printJson(snapshot, true);
             } else {
                 // On a terminal each snapshot replaces the last, like a dashboard.
                 if (clearScreen)

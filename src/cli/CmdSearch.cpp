@@ -1,21 +1,24 @@
 // quillmere search QUERY: the command palette's result list for a query: running
 // apps (busiest first), screens of the window and entries of the process library.
 #include <chrono>
-#include <iostream>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
-#include "core/JsonText.h"
+#include "cli/Output.h"
 #include "core/Platform.h"
 #include "knowledge/CommandPalette.h"
 #include "knowledge/ProcessLibrary.h"
 
 namespace qm::cli::search_command {
 namespace {
+
+// The human-readable answer, printed at once in this platform's words.
+std::ostringstream text;
 
 // Running groups with CPU rates: two reads of the process list a moment apart.
 Snapshot processSnapshot() {
@@ -50,7 +53,7 @@ nlohmann::json actionJSON(const CommandPalette::Action& action) {
     return {};
 }
 
-void run(const std::string& query, bool json) {
+void write(const std::string& query, bool json) {
 #ifdef QUILLMERE_DATADIR
     ProcessLibrary::setInstalledDataDirectory(QUILLMERE_DATADIR);
 #endif
@@ -64,18 +67,23 @@ void run(const std::string& query, bool json) {
                            {"title", item.title()},
                            {"subtitle", item.subtitle()},
                            {"action", actionJSON(CommandPalette::action(item))}});
-        std::cout << jsonText(out) << '\n';
+        printJson(out);
         return;
     }
     if (items.empty()) {
-        std::cout << "Nothing matches \"" << query << "\".\n";
+        text << "Nothing matches \"" << query << "\".\n";
         return;
     }
     for (const auto& item : items) {
-        std::cout << kindName(item.kind) << "\t" << item.title() << "\t" << item.subtitle();
-        if (item.kind == CommandPalette::Item::Kind::library) std::cout << "\t" << item.entry->webURL();
-        std::cout << '\n';
+        text << kindName(item.kind) << "\t" << item.title() << "\t" << item.subtitle();
+        if (item.kind == CommandPalette::Item::Kind::library) text << "\t" << item.entry->webURL();
+        text << '\n';
     }
+}
+
+void run(const std::string& query, bool json) {
+    write(query, json);
+    print(text.str());
 }
 
 RegisterCommand registration("search", [](CLI::App& app) {

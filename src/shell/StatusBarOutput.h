@@ -18,9 +18,9 @@ std::string statusBarLevel(const Snapshot& snapshot);
 // What a status bar shows for one snapshot.
 struct StatusBarReading {
     MenuBarLabel label;
-    std::string style;  // the style's raw value, waybar's "alt" (format-icons can key on it)
-    std::string level;  // statusBarLevel
-    int percentage = 0; // the machine's CPU share, 0 to 100
+    std::string style;   // the style's raw value, waybar's "alt" (format-icons can key on it)
+    std::string level;   // statusBarLevel
+    int percentage = 0;  // the machine's CPU share, 0 to 100
 };
 
 StatusBarReading statusBarReading(const Snapshot& snapshot, MenuBarStyle style);
