@@ -29,7 +29,10 @@ void run(const EventsOptions& options) {
     }
     RecordedHistory history = openRecordedHistory(options.db, "events");
     std::vector<TimelineEvent> events;
-    if (history.store) events = history.store->eventsSync(*since, now);
+    if (history.store) {
+        events = history.store->eventsSync(*since, now);
+        if (!history.store->error().empty()) exitWith(1);  // a failed read is not "no events"
+    }
 
     if (options.json) {
         printJson(events);

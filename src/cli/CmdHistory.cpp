@@ -47,7 +47,7 @@ void runSize(const HistoryOptions& options) {
 
 void runErase(const HistoryOptions& options) {
     std::string path = databasePath(options);
-    if (fileBytes(path) == 0) {
+    if (!hasHistoryFile(path)) {
         print("There is no history to erase at " + path + ".\n");
         return;
     }
@@ -60,9 +60,7 @@ void runErase(const HistoryOptions& options) {
         exitWith(1);
     }
     HistoryStore store(path);
-    if (!store.isOpen()) exitWith(1);
-    store.eraseAll();
-    store.waitUntilIdle();
+    if (!store.isOpen() || !store.eraseAllNow()) exitWith(1);  // the store has said why
     print("Erased all history in " + path + " (" + size + " before, " +
           Fmt::bytes(static_cast<double>(store.fileSize())) + " now).\n");
 }
@@ -101,13 +99,14 @@ void runExport(const HistoryOptions& options) {
     std::vector<AppMinute> apps;
     std::vector<TimelineEvent> events;
     std::string path = databasePath(options);
-    if (fileBytes(path) > 0) {  // reading must not create an empty history
+    if (hasHistoryFile(path)) {  // reading must not create an empty history
         HistoryStore store(path);
         if (!store.isOpen()) exitWith(1);
         if (table.empty() || table == "system") system = store.systemMinutesSync(from, to, 60);
         if (table.empty() || table == "apps") apps = store.appMinutesSync(from, to);
         // Export wants every event, not the timeline's newest 500 (-1: no limit).
         if (table.empty() || table == "events") events = store.eventsSync(from, to, -1);
+        if (!store.error().empty()) exitWith(1);  // a failed read is not an empty history
     }
     for (TimelineEvent& event : events) event = forThisPlatform(event);  // rows written before the rewording
 

@@ -2,9 +2,14 @@
 // (5 s on mains, 10 s on battery), writes every minute and event to the history,
 // prints each event as one line as it happens, tells the user about the serious ones
 // with a desktop notification (it holds the recorder lock, so nobody else does), and
-// on SIGINT or SIGTERM saves the partial minute before it exits.
+// on SIGINT, SIGTERM or SIGHUP (a closed terminal) saves the partial minute before it
+// exits.
+#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdio>
 #include <iostream>
@@ -38,7 +43,21 @@ std::string eventLine(const TimelineEvent& e) {
     return forThisPlatform(line);
 }
 
+// With standard input, output or error closed at start, the next files opened would
+// take their numbers and receive whatever is printed: give them /dev/null first.
+void keepStandardStreamsOpen() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        int null = ::open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+        if (null >= 0 && null != fd) {
+            ::dup2(null, fd);
+            ::close(null);
+        }
+    }
+}
+
 void run(const RecordOptions& options) {
+    keepStandardStreamsOpen();
     const std::string path = options.db.empty() ? defaultHistoryPath() : options.db;
     if (auto slash = path.rfind('/'); slash != std::string::npos && slash > 0)
         ensurePrivateDirectory(path.substr(0, slash));
@@ -55,18 +74,21 @@ void run(const RecordOptions& options) {
         exitWith(1);
     }
 
-    // SIGINT and SIGTERM are taken by one thread with sigwait, so they never interrupt
-    // the sampler or a database write half-way. The mask is set before any thread starts.
+    // SIGINT, SIGTERM and SIGHUP (a closed terminal) are taken by one thread with
+    // sigwait, so they never interrupt the sampler or a database write half-way, and
+    // each saves the minute in progress. The mask is set before any thread starts.
     sigset_t stopSignals;
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
     // A reader of our output that goes away (a closed pipe) must not stop the recording.
     ::signal(SIGPIPE, SIG_IGN);
 
     MainLoop loop;
     HistoryStore store(path, &loop);
+    if (!store.isOpen()) exitWith(1);  // the store has said why, naming the file
     Sampler::Dependencies deps;
     deps.history = &store;
     deps.detector = std::make_unique<EventDetector>();
@@ -96,10 +118,15 @@ void run(const RecordOptions& options) {
     // Save the minute in progress, then let the store finish every queued write.
     monitor.sampler().flushNow();
     store.waitUntilIdle();
+    signalWaiter.join();
+    if (const size_t unsaved = store.unsavedCount(); unsaved > 0) {
+        std::fprintf(stderr, "quillmere record: stopped; %zu minutes and events could not be saved to %s\n", unsaved,
+                     path.c_str());
+        exitWith(1);
+    }
     if (!options.quiet)
         std::cout << (monitor.hasData() ? "Stopped; the current minute was saved." : "Stopped before the first sample.")
                   << std::endl;
-    signalWaiter.join();
 }
 
 RegisterCommand registration("record", [](CLI::App& app) {

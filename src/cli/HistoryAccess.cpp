@@ -10,7 +10,7 @@ namespace qm::cli {
 RecordedHistory openRecordedHistory(const std::string& dbOption, const std::string& command) {
     RecordedHistory history;
     history.path = dbOption.empty() ? defaultHistoryPath() : dbOption;
-    if (fileBytes(history.path) == 0) {
+    if (!hasHistoryFile(history.path)) {
         // A database named on the command line must be there; the default one simply
         // has not been started yet.
         if (!dbOption.empty()) {

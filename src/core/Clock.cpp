@@ -1,5 +1,7 @@
 #include "core/Clock.h"
 
+#include <time.h>
+
 #include <chrono>
 
 namespace qm {
@@ -12,6 +14,18 @@ public:
     }
     double monotonic() const override {
         return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    }
+    double continuous() const override {
+        // Linux's CLOCK_MONOTONIC stops during suspend, CLOCK_BOOTTIME does not; on
+        // macOS CLOCK_MONOTONIC already counts sleep.
+#ifdef CLOCK_BOOTTIME
+        constexpr clockid_t id = CLOCK_BOOTTIME;
+#else
+        constexpr clockid_t id = CLOCK_MONOTONIC;
+#endif
+        timespec ts{};
+        if (::clock_gettime(id, &ts) != 0) return monotonic();
+        return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
     }
 };
 }  // namespace

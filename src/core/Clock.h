@@ -12,6 +12,9 @@ public:
     virtual Date now() const = 0;
     // A monotonic time in seconds, for measuring intervals that must not jump.
     virtual double monotonic() const = 0;
+    // A monotonic time in seconds that keeps counting while the machine sleeps, for
+    // telling a suspended machine from a wall clock that was changed.
+    virtual double continuous() const { return monotonic(); }
 
     static Clock& system();
 };

@@ -1,11 +1,14 @@
 #include "history/HistoryDatabase.h"
 
+#include <sys/stat.h>
+
 #include <cmath>
 #include <limits>
 
 #include "core/Log.h"
 #include "history/HistoryFiles.h"
 #include "history/HistorySQL.h"
+#include "history/RecorderLock.h"
 #include "history/SqliteStatement.h"
 
 namespace qm {
@@ -51,11 +54,9 @@ double wholeBytes(double bytes) {
     return std::round(bytes);
 }
 
-// Bucketed system minutes on either connection; empty without one.
-std::vector<SystemMinute> readBucketedMinutes(sqlite3* db, int64_t from, int64_t to, int64_t bucket) {
+// Bucketed system minutes from a prepared statement of either connection.
+std::vector<SystemMinute> readBucketedMinutes(SqliteStatement& query, int64_t from, int64_t to) {
     std::vector<SystemMinute> rows;
-    if (db == nullptr) return rows;
-    SqliteStatement query(db, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
     query.bindInt64(1, from);
     query.bindInt64(2, to);
     while (query.step()) {
@@ -95,6 +96,7 @@ int64_t wholeSeconds(Date date) {
 
 HistoryDatabase::HistoryDatabase(std::string path, int64_t nowSeconds) : path_(std::move(path)) {
     configureSqliteOnce();
+    openedAt_ = nowSeconds;
     open(nowSeconds);
 }
 
@@ -107,6 +109,7 @@ void HistoryDatabase::close() {
 
 bool HistoryDatabase::open(int64_t nowSeconds) {
     ensurePrivateDirectory(parentOf(path_));  // a failure shows up as a failed open below
+    const bool recorder = RecorderLock::heldByThisProcess(path_);
     bool hadHistory = fileBytes(path_) > 0;
     ensurePrivateFile(path_);
 
@@ -115,33 +118,59 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
     OpenOutcome outcome = hasDatabaseHeader(path_) ? openConnection() : OpenOutcome::unusable;
     if (outcome == OpenOutcome::unusable && hadHistory) {
         close();
+        if (!recorder) {
+            error_ = "history database " + path_ +
+                     " is damaged or not a Quillmere history; the recorder moves it aside when it next opens it";
+            logLine(error_);
+            return false;
+        }
         if (auto moved = moveDatabaseAside(path_, nowSeconds)) {
-            logLine("history database was unreadable; moved it to " + *moved + " and started a new one");
+            logLine("history database " + path_ + " was damaged; moved it to " + *moved + " and started a new one");
             ensurePrivateFile(path_);
             outcome = openConnection();
         } else {
-            logLine("history database is unreadable and could not be moved aside: " + path_);
+            error_ = "history database " + path_ + " is damaged and could not be moved aside";
+            logLine(error_);
             return false;
         }
     }
-    // Other failures after a successful open (a full disk, a read-only folder) keep the
-    // connection: writes fail and are logged once, queries answer empty.
-    return db_ != nullptr;
+    if (outcome != OpenOutcome::ready) {
+        if (error_.empty()) error_ = "could not open the history database " + path_ + ": " + whyUnusable(path_);
+        close();
+        logLine(error_);
+        return false;
+    }
+    struct stat info {};
+    if (::stat(path_.c_str(), &info) == 0) {
+        device_ = info.st_dev;
+        inode_ = info.st_ino;
+    }
+    SqliteStatement newest(db_, historysql::newestMinute);
+    if (newest.step() && !newest.isNull(0)) newestMinute_ = newest.int64At(0);
+    return true;
 }
 
 HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
     if (sqlite3_open_v2(path_.c_str(), &db_, openFlags, nullptr) != SQLITE_OK) {
+        error_ = "could not open the history database " + path_ + ": " + whyUnusable(path_);
         close();
-        logLine("could not open history database");
         return OpenOutcome::failed;
     }
     sqlite3_busy_timeout(db_, busyTimeoutMs);
+    // A database someone else made (other tables, or tables of our names with other
+    // columns) is not ours to write into: it is checked before anything is written.
+    SqliteStatement tables(db_, historysql::tableNames);
+    if (!tables.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::failed;
+    if (!hasOurSchema()) return OpenOutcome::unusable;
     execSQL(db_, historysql::journalMode);
     execSQL(db_, historysql::synchronousNormal);
     execSQL(db_, historysql::tempStoreMemory);
     int rc = execSQL(db_, historysql::schema);
     if (meansUnusable(rc)) return OpenOutcome::unusable;
-    if (rc != SQLITE_OK) return OpenOutcome::failed;
+    if (rc != SQLITE_OK) {
+        error_ = "could not open the history database " + path_ + ": " + sqlite3_errmsg(db_);
+        return OpenOutcome::failed;
+    }
 
     SqliteStatement check(db_, historysql::quickCheck);
     if (!check.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::failed;
@@ -149,21 +178,63 @@ HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
     return meansUnusable(check.lastResult()) ? OpenOutcome::unusable : OpenOutcome::failed;
 }
 
-void HistoryDatabase::noteWriteFailure(int code) {
-    if (code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW) return;
-    if (writeFailureLogged_) return;
-    writeFailureLogged_ = true;
-    logLine(std::string("could not write to the history database (") + sqlite3_errmsg(db_) + ")");
+bool HistoryDatabase::hasOurSchema() {
+    SqliteStatement tables(db_, historysql::tableNames);
+    while (tables.step()) {
+        const std::string name = tables.textAt(0);
+        if (name == "sqlite_sequence" || name.rfind("sqlite_stat", 0) == 0) continue;
+        const std::vector<std::string>* columns = nullptr;
+        for (const auto& [table, expected] : historysql::expectedColumns())
+            if (name == table) columns = &expected;
+        if (columns == nullptr) return false;
+        SqliteStatement info(db_, "PRAGMA table_info(\"" + name + "\");");
+        std::vector<std::string> found;
+        while (info.step()) found.push_back(info.textAt(1));
+        if (found != *columns) return false;
+    }
+    return tables.lastResult() == SQLITE_DONE;
 }
 
-void HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
-    if (db_ == nullptr) return;
+void HistoryDatabase::reopenIfReplaced() {
+    if (!RecorderLock::heldByThisProcess(path_)) return;
+    struct stat info {};
+    const bool same = ::stat(path_.c_str(), &info) == 0 && info.st_dev == device_ && info.st_ino == inode_;
+    if (same && db_ != nullptr) return;
+    logLine("history database " + path_ + " was moved or replaced; reopening it");
+    close();
+    error_.clear();
+    newestMinute_.reset();
+    open(openedAt_);
+}
+
+bool HistoryDatabase::noteWrite(int code) {
+    if (code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW) return true;
+    if (writing_) {
+        writing_ = false;
+        logLine("could not write to the history database " + path_ + " (" + sqlite3_errstr(code) +
+                "); keeping the minutes in memory and trying again");
+    }
+    error_ = "could not write to the history database " + path_ + ": " + sqlite3_errstr(code);
+    return false;
+}
+
+void HistoryDatabase::noteQuery(const SqliteStatement& query) {
+    if (query.prepared() && (query.lastResult() == SQLITE_DONE || query.lastResult() == SQLITE_ROW)) return;
+    const int code = query.prepared() ? query.lastResult() : sqlite3_errcode(db_);
+    error_ = "could not read the history database " + path_ + ": " + sqlite3_errstr(code);
+    logLine(error_);
+}
+
+bool HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
+    reopenIfReplaced();
+    if (db_ == nullptr) return false;
     // A transaction left open by an earlier failed commit would swallow this minute.
     if (sqlite3_get_autocommit(db_) == 0) execSQL(db_, "ROLLBACK;");
-    noteWriteFailure(execSQL(db_, "BEGIN;"));
-    {
+    bool ok = noteWrite(execSQL(db_, "BEGIN;"));
+    if (ok) {
         SqliteStatement sys(db_, historysql::insertSystemMinute);
-        if (sys.prepared()) {
+        ok = sys.prepared() || noteWrite(sqlite3_errcode(db_));
+        if (ok) {
             sys.bindInt64(1, minute.ts);
             sys.bindDouble(2, minute.cpu);
             sys.bindDouble(3, wholeBytes(minute.memUsed));
@@ -183,13 +254,14 @@ void HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMin
             sys.bindInt(16, minute.onBattery ? 1 : 0);
             sys.bindInt(17, static_cast<int>(minute.thermal));
             sys.step();
-            noteWriteFailure(sys.lastResult());
+            ok = noteWrite(sys.lastResult());
         }
     }
-    {
+    if (ok && !apps.empty()) {
         SqliteStatement app(db_, historysql::insertAppMinute);
+        ok = app.prepared() || noteWrite(sqlite3_errcode(db_));
         for (const AppMinute& row : apps) {
-            if (!app.prepared()) break;
+            if (!ok) break;
             app.reset();
             app.bindInt64(1, row.ts);
             app.bindText(2, row.key);
@@ -199,18 +271,35 @@ void HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMin
             app.bindDouble(6, row.energy);
             app.bindDouble(7, wholeBytes(row.diskWrite));
             app.step();
-            noteWriteFailure(app.lastResult());
+            ok = noteWrite(app.lastResult());
         }
     }
-    int rc = execSQL(db_, "COMMIT;");
-    noteWriteFailure(rc);
-    if (rc != SQLITE_OK && sqlite3_get_autocommit(db_) == 0) execSQL(db_, "ROLLBACK;");
+    if (ok) ok = noteWrite(execSQL(db_, "COMMIT;"));
+    if (!ok) {
+        if (sqlite3_get_autocommit(db_) == 0) execSQL(db_, "ROLLBACK;");
+        return false;
+    }
+    if (!newestMinute_ || minute.ts > *newestMinute_) newestMinute_ = minute.ts;
+    if (!writing_) {
+        writing_ = true;
+        logLine("writing to the history database " + path_ + " works again");
+    }
+    error_.clear();
+    return true;
 }
 
-void HistoryDatabase::write(const TimelineEvent& event) {
-    if (db_ == nullptr) return;
+bool HistoryDatabase::hasMinute(int64_t ts) {
+    if (db_ == nullptr) return false;
+    SqliteStatement query(db_, historysql::minuteExists);
+    query.bindInt64(1, ts);
+    return query.step();
+}
+
+bool HistoryDatabase::write(const TimelineEvent& event) {
+    reopenIfReplaced();
+    if (db_ == nullptr) return false;
     SqliteStatement insert(db_, historysql::insertEvent);
-    if (!insert.prepared()) return;
+    if (!insert.prepared()) return noteWrite(sqlite3_errcode(db_));
     insert.bindInt64(1, wholeSeconds(event.date));
     insert.bindText(2, std::string(rawValue(event.kind)));
     insert.bindInt(3, static_cast<int>(event.severity));
@@ -219,27 +308,39 @@ void HistoryDatabase::write(const TimelineEvent& event) {
     insert.bindText(6, event.appKey);
     insert.bindText(7, event.appName);
     insert.step();
-    noteWriteFailure(insert.lastResult());
+    return noteWrite(insert.lastResult());
 }
 
-void HistoryDatabase::prune(int64_t nowSeconds) {
-    if (db_ == nullptr) return;
-    execSQL(db_, historysql::pruneSystem(nowSeconds));
-    execSQL(db_, historysql::pruneApps(nowSeconds));
-    execSQL(db_, historysql::pruneEvents(nowSeconds));
-    execSQL(db_, historysql::truncateWAL);
+bool HistoryDatabase::prune(int64_t nowSeconds) {
+    if (db_ == nullptr) return false;
+    bool ok = noteWrite(execSQL(db_, historysql::pruneSystem(nowSeconds)));
+    ok = ok && noteWrite(execSQL(db_, historysql::pruneApps(nowSeconds)));
+    ok = ok && noteWrite(execSQL(db_, historysql::pruneEvents(nowSeconds)));
+    execSQL(db_, historysql::truncateWAL);  // busy readers may hold it back; that is fine
+    return ok;
 }
 
-void HistoryDatabase::eraseAll() {
-    if (db_ == nullptr) return;
-    noteWriteFailure(execSQL(db_, historysql::eraseAll));
+bool HistoryDatabase::eraseAll() {
+    if (db_ == nullptr) return false;
+    const int rc = execSQL(db_, historysql::eraseAll);
+    if (rc != SQLITE_OK) {
+        error_ = "could not erase the history database " + path_ + ": " + sqlite3_errmsg(db_);
+        logLine(error_);
+        return false;
+    }
+    newestMinute_.reset();
     // VACUUM rewrites the file through the WAL; truncating it makes the space visible
     // at once to whoever looks at the size.
     execSQL(db_, historysql::truncateWAL);
+    return true;
 }
 
 std::vector<SystemMinute> HistoryDatabase::systemMinutes(int64_t from, int64_t to, int64_t bucket) {
-    return readBucketedMinutes(db_, from, to, bucket);
+    if (db_ == nullptr) return {};
+    SqliteStatement query(db_, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
+    auto rows = readBucketedMinutes(query, from, to);
+    noteQuery(query);
+    return rows;
 }
 
 std::vector<TimelineEvent> HistoryDatabase::events(int64_t from, int64_t to, int limit) {
@@ -263,6 +364,7 @@ std::vector<TimelineEvent> HistoryDatabase::events(int64_t from, int64_t to, int
         e.appName = query.optionalTextAt(7);
         rows.push_back(std::move(e));
     }
+    noteQuery(query);
     return rows;
 }
 
@@ -276,6 +378,7 @@ std::vector<AppMinute> HistoryDatabase::topApps(int64_t at, int64_t window) {
         rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3), query.doubleAt(4),
                         query.doubleAt(5), query.doubleAt(6)});
     }
+    noteQuery(query);
     return rows;
 }
 
@@ -289,6 +392,7 @@ std::vector<AppTotal> HistoryDatabase::appTotals(int64_t from, int64_t to, bool 
         rows.push_back({query.textAt(0), query.textAt(1), query.doubleAt(2), query.doubleAt(3), query.doubleAt(4),
                         query.doubleAt(5)});
     }
+    noteQuery(query);
     return rows;
 }
 
@@ -297,7 +401,10 @@ MemoryProfile HistoryDatabase::memoryProfile(int64_t cut) {
     if (db_ == nullptr) return profile;
     SqliteStatement query(db_, historysql::memoryProfile);
     query.bindInt64(1, cut);
-    if (!query.step()) return profile;
+    if (!query.step()) {
+        noteQuery(query);
+        return profile;
+    }
     profile.minutes = query.int64At(0);
     double pressured = query.doubleAt(1);
     profile.pressuredFraction = profile.minutes < 1 ? 0 : pressured / static_cast<double>(profile.minutes);
@@ -309,7 +416,11 @@ MemoryProfile HistoryDatabase::memoryProfile(int64_t cut) {
 std::optional<Date> HistoryDatabase::lastUnplugged() {
     if (db_ == nullptr) return std::nullopt;
     SqliteStatement query(db_, historysql::lastOnMains);
-    if (!query.step() || query.isNull(0)) return std::nullopt;
+    if (!query.step()) {
+        noteQuery(query);
+        return std::nullopt;
+    }
+    if (query.isNull(0)) return std::nullopt;
     // The end of the last minute spent on mains power.
     return static_cast<Date>(query.int64At(0) + 60);
 }
@@ -324,6 +435,7 @@ std::vector<AppMinute> HistoryDatabase::appMinutes(int64_t from, int64_t to) {
         rows.push_back({query.int64At(0), query.textAt(1), query.textAt(2), query.doubleAt(3), query.doubleAt(4),
                         query.doubleAt(5), query.doubleAt(6)});
     }
+    noteQuery(query);
     return rows;
 }
 
@@ -345,7 +457,12 @@ HistoryReadConnection::~HistoryReadConnection() {
 }
 
 std::vector<SystemMinute> HistoryReadConnection::systemMinutes(int64_t from, int64_t to, int64_t bucket) {
-    return readBucketedMinutes(db_, from, to, bucket);
+    if (db_ == nullptr) return {};
+    SqliteStatement query(db_, historysql::bucketedSystemMinutes(std::max<int64_t>(bucket, 60)));
+    auto rows = readBucketedMinutes(query, from, to);
+    if (query.lastResult() != SQLITE_DONE)
+        logLine("could not read the history database: " + std::string(sqlite3_errstr(query.lastResult())));
+    return rows;
 }
 
 }  // namespace qm

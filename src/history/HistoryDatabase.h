@@ -1,10 +1,13 @@
 // One connection to the history database and every read and write on it, run
 // synchronously. Not thread-safe: the HistoryStore confines it to its serial queue.
 // When the database could not be opened every write does nothing and every query
-// answers empty.
+// answers empty; error() then says why, in words naming the file. Only the process
+// holding the recorder lock moves a damaged database aside or reopens a file that was
+// replaced under it: any other process reports the damage and leaves the file alone.
 #pragma once
 
 #include <sqlite3.h>
+#include <sys/types.h>
 
 #include <cstdint>
 #include <optional>
@@ -39,13 +42,20 @@ public:
 
     bool isOpen() const { return db_ != nullptr; }
     const std::string& path() const { return path_; }
+    // Why the database is not open, or why the last statement failed; empty when all went well.
+    const std::string& error() const { return error_; }
+    // The newest stored minute (`sys` ts), absent in an empty history.
+    std::optional<int64_t> newestMinute() const { return newestMinute_; }
     // The raw connection, for tests that need to provoke failures.
     sqlite3* handle() const { return db_; }
 
-    void write(const SystemMinute& minute, const std::vector<AppMinute>& apps);
-    void write(const TimelineEvent& event);
-    void prune(int64_t nowSeconds);
-    void eraseAll();
+    // Each returns whether the rows are now stored (false: busy, full, read-only, ...).
+    bool write(const SystemMinute& minute, const std::vector<AppMinute>& apps);
+    bool write(const TimelineEvent& event);
+    // Whether a `sys` row of this minute is stored.
+    bool hasMinute(int64_t ts);
+    bool prune(int64_t nowSeconds);
+    bool eraseAll();
 
     std::vector<SystemMinute> systemMinutes(int64_t from, int64_t to, int64_t bucket);
     std::vector<TimelineEvent> events(int64_t from, int64_t to, int limit = eventLimit);
@@ -62,12 +72,23 @@ private:
     // for another reason (a full disk or a read-only folder must not cost the user the file).
     enum class OpenOutcome { ready, unusable, failed };
     OpenOutcome openConnection();
+    bool hasOurSchema();
     void close();
-    void noteWriteFailure(int code);
+    // A write that failed: logged once per run of failures, with SQLite's reason.
+    bool noteWrite(int code);
+    // A query that failed to prepare or to step to its end: logged, never silent.
+    void noteQuery(const class SqliteStatement& query);
+    // The recorder reopens its file when someone moved or replaced it.
+    void reopenIfReplaced();
 
     std::string path_;
     sqlite3* db_ = nullptr;
-    bool writeFailureLogged_ = false;
+    std::string error_;
+    std::optional<int64_t> newestMinute_;
+    bool writing_ = true;  // false while writes fail, until one succeeds again
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
+    int64_t openedAt_ = 0;
 };
 
 // A second connection to the same file that only reads, so that a long range of

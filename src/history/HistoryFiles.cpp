@@ -40,6 +40,28 @@ void ensurePrivateFile(const std::string& path) {
         ::chmod(path.c_str(), 0600);
 }
 
+std::string whyUnusable(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) return "it is a folder, not a file";
+    int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd >= 0) {
+        ::close(fd);
+        // The file is fine: SQLite needs to create its -wal and -shm files beside it.
+        auto slash = path.find_last_of('/');
+        const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+        if (::access(folder.c_str(), W_OK) != 0)
+            return "its folder is not writable (" + std::string(std::strerror(errno)) + ")";
+        return "SQLite could not open it";
+    }
+    return std::strerror(errno);
+}
+
+bool hasHistoryFile(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return errno != ENOENT;
+    return !S_ISREG(info.st_mode) || info.st_size > 0;
+}
+
 uint64_t fileBytes(const std::string& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return 0;

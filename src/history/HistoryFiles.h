@@ -19,6 +19,15 @@ bool ensurePrivateDirectory(const std::string& path);
 // narrows an existing file to 0600. SQLite gives its -wal and -shm files the same mode.
 void ensurePrivateFile(const std::string& path);
 
+// Why the database file cannot be opened for reading and writing, in words ("it is a
+// folder", "Permission denied", "Read-only file system"); for the one-line error.
+std::string whyUnusable(const std::string& path);
+
+// True when something is at `path` that a reader should open: a non-empty file, or
+// anything that is not a regular file (a folder in its place must be reported, not
+// taken for "no history yet").
+bool hasHistoryFile(const std::string& path);
+
 // Bytes of the file, 0 when it is missing or unreadable.
 uint64_t fileBytes(const std::string& path);
 

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace qm::historysql {
 
@@ -25,6 +27,23 @@ inline constexpr const char* schema =
     "  id INTEGER PRIMARY KEY AUTOINCREMENT, ts INTEGER, kind TEXT, severity INTEGER,\n"
     "  title TEXT, detail TEXT, app_key TEXT, app_name TEXT);\n"
     "CREATE INDEX IF NOT EXISTS event_ts ON event(ts);";
+
+// The columns each table must have, in order: a file with tables of these names but
+// other columns belongs to someone else and is never written into.
+inline const std::vector<std::pair<const char*, std::vector<std::string>>>& expectedColumns() {
+    static const std::vector<std::pair<const char*, std::vector<std::string>>> tables{
+        {"sys",
+         {"ts", "cpu", "mem_used", "mem_total", "pressure", "plevel", "swap", "gpu", "power", "soc_temp", "net_rx",
+          "net_tx", "disk_r", "disk_w", "battery", "on_battery", "thermal"}},
+        {"app", {"ts", "key", "name", "cpu", "mem", "energy", "disk_w"}},
+        {"event", {"id", "ts", "kind", "severity", "title", "detail", "app_key", "app_name"}},
+    };
+    return tables;
+}
+
+inline constexpr const char* tableNames = "SELECT name FROM sqlite_master WHERE type = 'table';";
+inline constexpr const char* newestMinute = "SELECT MAX(ts) FROM sys;";
+inline constexpr const char* minuteExists = "SELECT 1 FROM sys WHERE ts = ?;";
 
 inline constexpr const char* insertSystemMinute =
     "INSERT OR REPLACE INTO sys VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);";

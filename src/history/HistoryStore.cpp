@@ -1,8 +1,12 @@
 #include "history/HistoryStore.h"
 
 #include <algorithm>
+#include <cmath>
+#include <type_traits>
 
+#include "core/Log.h"
 #include "history/HistoryFiles.h"
+#include "shell/fmt/Fmt.h"
 
 namespace qm {
 
@@ -11,11 +15,25 @@ HistoryStore::HistoryStore(std::string path, SerialQueue* completionQueue, const
       clock_(clock),
       completionQueue_(completionQueue),
       queue_(makeThreadQueue("app.quillmere.history")) {
-    queue_->sync([this] { db_ = std::make_unique<HistoryDatabase>(path_, wholeSeconds(clock_.now())); });
+    queue_->sync([this] {
+        wallAtOpen_ = wholeSeconds(clock_.now());
+        continuousAtOpen_ = clock_.continuous();
+        db_ = std::make_unique<HistoryDatabase>(path_, wallAtOpen_);
+        // Stored minutes were written by a clock that was right then, or the newest of
+        // them would not be older than now: whichever is earlier is the latest moment
+        // a prune may count from, plus the time that really passes from here.
+        anchor_ = wallAtOpen_;
+        if (auto newest = db_->newestMinute()) anchor_ = std::min(anchor_, *newest + 60);
+    });
 }
 
 HistoryStore::~HistoryStore() {
-    queue_->sync([this] { db_.reset(); });
+    queue_->sync([this] {
+        writePending();
+        if (!pending_.empty())
+            logLine(std::to_string(pending_.size()) + " minutes and events could not be saved to " + path_);
+        db_.reset();
+    });
     queue_.reset();
     if (readerQueue_) readerQueue_->sync([this] { reader_.reset(); });
     readerQueue_.reset();
@@ -34,24 +52,116 @@ bool HistoryStore::isOpen() {
     return open;
 }
 
+std::string HistoryStore::error() {
+    std::string text;
+    queue_->sync([&] { text = db_->error(); });
+    return text;
+}
+
+size_t HistoryStore::unsavedCount() {
+    size_t count = 0;
+    queue_->sync([&] {
+        writePending();
+        count = pending_.size();
+    });
+    return count;
+}
+
 void HistoryStore::write(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
-    queue_->post([this, minute, apps] { db_->write(minute, apps); });
+    queue_->post([this, minute, apps] {
+        // A clock set back must not write over minutes already stored: until it passes
+        // the newest one again, a minute that is already there is left as it is.
+        auto newest = db_->newestMinute();
+        bool stored = db_->hasMinute(minute.ts);
+        for (const PendingWrite& waiting : pending_) {
+            if (const auto* m = std::get_if<PendingMinute>(&waiting)) {
+                newest = std::max(newest.value_or(m->minute.ts), m->minute.ts);
+                stored = stored || m->minute.ts == minute.ts;
+            }
+        }
+        if (stored) {
+            if (!holdingBack_)
+                logLine("the clock is behind the newest recorded minute (" +
+                        Fmt::dayTime(static_cast<Date>(newest.value_or(minute.ts))) +
+                        "); minutes already recorded are not written over until it passes it");
+            holdingBack_ = true;
+            return;
+        }
+        if (holdingBack_ && newest && minute.ts > *newest) {
+            logLine("the clock has passed the newest recorded minute; recording goes on as before");
+            holdingBack_ = false;
+        }
+        enqueue(PendingMinute{minute, apps});
+    });
 }
 
 void HistoryStore::write(const TimelineEvent& event) {
-    queue_->post([this, event] { db_->write(event); });
+    queue_->post([this, event] { enqueue(event); });
+}
+
+void HistoryStore::enqueue(PendingWrite write) {
+    // At most an hour of minutes (and the events among them) waits; the oldest go first.
+    constexpr long limit = 60;
+    pending_.push_back(std::move(write));
+    const auto isMinute = [](const PendingWrite& w) { return std::holds_alternative<PendingMinute>(w); };
+    if (std::count_if(pending_.begin(), pending_.end(), isMinute) > limit) {
+        do {
+            pending_.pop_front();
+        } while (!pending_.empty() && !isMinute(pending_.front()));
+        logLine("the history database " + path_ + " has taken no write for an hour; the oldest waiting minute is lost");
+    }
+    writePending();
+}
+
+void HistoryStore::writePending() {
+    while (!pending_.empty()) {
+        const bool stored = std::visit(
+            [this](const auto& item) {
+            if constexpr (std::is_same_v<std::decay_t<decltype(item)>, PendingMinute>)
+                return db_->write(item.minute, item.apps);
+            else
+                return db_->write(item);
+            },
+            pending_.front());
+        if (!stored) return;
+        pending_.pop_front();
+    }
+}
+
+std::optional<int64_t> HistoryStore::pruneTime() {
+    const double elapsed = clock_.continuous() - continuousAtOpen_;
+    const int64_t wall = wholeSeconds(clock_.now());
+    // The wall clock should have moved as far as the machine's own running time; if
+    // it did not, someone changed it and it cannot be trusted to delete anything.
+    constexpr double tolerance = 120;
+    if (std::fabs(static_cast<double>(wall - wallAtOpen_) - elapsed) > tolerance) {
+        if (!pruneSkipLogged_)
+            logLine("the clock changed while recording; old history is not pruned until the next start");
+        pruneSkipLogged_ = true;
+        return std::nullopt;
+    }
+    return std::min(wall, anchor_ + static_cast<int64_t>(elapsed));
 }
 
 void HistoryStore::prune() {
-    queue_->post([this] { db_->prune(wholeSeconds(clock_.now())); });
+    queue_->post([this] {
+        writePending();
+        if (auto now = pruneTime()) db_->prune(*now);
+    });
 }
 
 void HistoryStore::eraseAll() {
     queue_->post([this] { db_->eraseAll(); });
 }
 
+bool HistoryStore::eraseAllNow() {
+    bool erased = false;
+    queue_->sync([&] { erased = db_->eraseAll(); });
+    return erased;
+}
+
 void HistoryStore::waitUntilIdle() {
-    queue_->sync([] {});
+    queue_->sync([this] { writePending(); });
 }
 
 uint64_t HistoryStore::fileSize() const { return fileBytes(path_) + fileBytes(path_ + "-wal"); }

@@ -2,16 +2,26 @@
 // system figures (`sys`), a row a minute per active app (`app`) and every event
 // (`event`). All database work runs in order on the private serial queue
 // "app.quillmere.history"; writes are fire-and-forget, and query results are handed
-// to a completion queue (the main queue). Nothing here ever reports an error to its
-// callers: when the database is unavailable writes do nothing and queries answer empty.
+// to a completion queue (the main queue). Callers are never interrupted by an error:
+// when the database is unavailable writes wait in memory and queries answer empty, and
+// error() says in one line what went wrong, for the commands to report and exit on.
+//
+// The store guards the history against a wrong clock: a prune never reaches past what
+// the time elapsed since opening allows (so a clock 40 days ahead deletes nothing), and
+// is skipped while the wall clock disagrees with the machine's own running time; a
+// minute at or before the newest stored one (the clock was set back) is not written
+// over it. Writes that fail (a busy or full database) wait in memory, at most an hour
+// of minutes, and are retried in order.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "core/Clock.h"
@@ -41,6 +51,10 @@ public:
     void setCompletionQueue(SerialQueue* queue) { completionQueue_.store(queue); }
     const std::string& path() const { return path_; }
     bool isOpen();
+    // One line naming the file and the reason when opening or the last statement failed.
+    std::string error();
+    // Minutes and events still waiting in memory because writing failed.
+    size_t unsavedCount();
 
     // Writes, queued in the order issued.
     void write(const SystemMinute& minute, const std::vector<AppMinute>& apps) override;
@@ -49,6 +63,8 @@ public:
     // then truncates the WAL.
     void prune() override;
     void eraseAll();
+    // Erases at once (the caller waits); false with error() set when it failed.
+    bool eraseAllNow();
     // Waits until everything queued so far has been done.
     void waitUntilIdle();
 
@@ -89,8 +105,26 @@ private:
     std::vector<SystemMinute> readSystemMinutes(int64_t from, int64_t to, int bucket);
     bool readerAvailable();
 
+    struct PendingMinute {
+        SystemMinute minute;
+        std::vector<AppMinute> apps;
+    };
+    using PendingWrite = std::variant<PendingMinute, TimelineEvent>;
+    // On queue_: queues a write and writes everything waiting, oldest first, until one fails.
+    void enqueue(PendingWrite write);
+    void writePending();
+    // On queue_: the time a prune may count from, or absent when the clocks disagree.
+    std::optional<int64_t> pruneTime();
+
     std::string path_;
     const Clock& clock_;
+    // Kept on queue_.
+    std::deque<PendingWrite> pending_;
+    int64_t wallAtOpen_ = 0;
+    double continuousAtOpen_ = 0;
+    int64_t anchor_ = 0;  // no prune counts from later than this plus the time since opening
+    bool holdingBack_ = false;
+    bool pruneSkipLogged_ = false;
     std::atomic<SerialQueue*> completionQueue_;
     std::unique_ptr<SerialQueue> queue_;
     std::unique_ptr<HistoryDatabase> db_;  // used only on queue_

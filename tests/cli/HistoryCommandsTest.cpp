@@ -116,3 +116,56 @@ TEST(HistoryCommandsTest, NamesThatAreNotUtf8NeverStopAJsonOrCsvCommand) {
     Result get = run("config get whatsNew.lastSeenVersion", "XDG_CONFIG_HOME=" + dir.path());
     EXPECT_EQ(get.status, 0) << get.output;
 }
+
+TEST(HistoryCommandsTest, ARecorderWithClosedStreamsKeepsItsLockAndSavesTheMinuteOnHangup) {
+    Scratch dir;
+    const std::string db = dir.file("history.sqlite");
+    std::filesystem::create_symlink(db, dir.file("other-name.sqlite"));
+    const pid_t recorder = ::fork();
+    ASSERT_GE(recorder, 0);
+    if (recorder == 0) {
+        ::close(STDOUT_FILENO);  // started from a closed terminal or by a careless script
+        ::close(STDERR_FILENO);
+        ::execl(QM_BINARY, QM_BINARY, "record", "--db", db.c_str(), static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    // The first background tick comes after 5 seconds.
+    std::this_thread::sleep_for(std::chrono::milliseconds(6500));
+    std::ifstream lockFile(db + ".lock");
+    std::string stored((std::istreambuf_iterator<char>(lockFile)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(stored, std::to_string(recorder) + "\n");  // not overwritten by the banner
+
+    Result second = run("record --db " + dir.file("other-name.sqlite"));
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.output.find("pid " + std::to_string(recorder)), std::string::npos) << second.output;
+
+    ::kill(recorder, SIGHUP);
+    int status = 0;
+    ::waitpid(recorder, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    Result exported = run("history export --csv --db " + db);
+    EXPECT_EQ(exported.status, 0);
+    EXPECT_GE(std::count(exported.output.begin(), exported.output.end(), '\n'), 2) << exported.output;
+}
+
+TEST(HistoryCommandsTest, AHistoryThatCannotBeReadIsAnErrorNamingTheFileNeverAnEmptyAnswer) {
+    Scratch dir;
+    const std::string folder = dir.file("folder.sqlite");
+    std::filesystem::create_directory(folder);
+    const std::string foreign = dir.file("foreign.sqlite");
+    exec(foreign, "CREATE TABLE sys(name TEXT, value TEXT); INSERT INTO sys VALUES('theirs', 'kept');");
+    for (const std::string& db : {folder, foreign}) {
+        // (A recorder given the foreign file moves it aside and starts afresh.)
+        for (std::string command : {"events", "history export --csv", "history erase --yes"}) {
+            Result r = run(command + " --db " + db);
+            EXPECT_NE(r.status, 0) << command << " " << db << ": " << r.output;
+            EXPECT_NE(r.output.find(db), std::string::npos) << command << ": " << r.output;
+            EXPECT_EQ(r.output.find("Erased"), std::string::npos) << r.output;
+            EXPECT_EQ(r.output.find("No notable events"), std::string::npos) << r.output;
+        }
+    }
+    Result record = run("record --db " + folder);
+    EXPECT_EQ(record.status, 1) << record.output;
+    EXPECT_NE(record.output.find("it is a folder"), std::string::npos) << record.output;
+    EXPECT_EQ(run("history export --json --db " + dir.file("none.sqlite") + " > /dev/full").status, 1);
+}

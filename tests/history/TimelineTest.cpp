@@ -98,8 +98,9 @@ TEST(TimelineTest, SelectingAMomentAsksForTheAppsOfItsBucketOnly) {
     store.write(minuteAt(five), {busyApp(five, "proc:first", 20), busyApp(five, "proc:busy", 70)});
     store.write(minuteAt(five + 240), {busyApp(five + 240, "proc:first", 40)});
     store.write(minuteAt(five + 300), {busyApp(five + 300, "proc:after", 95)});  // next bucket
-    for (int i = 0; i < 8; ++i)
-        store.write(minuteAt(five + 60), {busyApp(five + 60, "proc:small" + std::to_string(i), 1)});
+    std::vector<AppMinute> small;
+    for (int i = 0; i < 8; ++i) small.push_back(busyApp(five + 60, "proc:small" + std::to_string(i), 1));
+    store.write(minuteAt(five + 60), small);
 
     HistoryTimelineView view;
     view.range = Range::day;
