@@ -2,7 +2,16 @@
 # and app.quillmere.helper on macOS (a launchd daemon over XPC).
 include(GNUInstallDirs)
 
-if(NOT APPLE)
+if(APPLE)
+  # The app bundle embeds the daemon in Contents/MacOS and its launchd property list
+  # (QM_HELPER_PLIST) in Contents/Library/LaunchDaemons, where SMAppService looks.
+  add_executable(quillmere-helper ${PROJECT_SOURCE_DIR}/src/helper/darwin/main.mm)
+  target_compile_options(quillmere-helper PRIVATE -fobjc-arc)
+  target_link_libraries(quillmere-helper PRIVATE qm_processes ${FOUNDATION})
+  set(QM_HELPER_PLIST ${PROJECT_SOURCE_DIR}/src/helper/darwin/app.quillmere.helper.plist)
+  install(TARGETS quillmere-helper RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
+  install(FILES ${QM_HELPER_PLIST} DESTINATION ${CMAKE_INSTALL_DATADIR}/quillmere/LaunchDaemons)
+else()
   find_package(PkgConfig REQUIRED)
   pkg_check_modules(LIBSYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
@@ -23,6 +32,12 @@ if(NOT APPLE)
                 ${CMAKE_BINARY_DIR}/quillmere-helper.service
           DESTINATION lib/systemd/system)
   install(FILES ${PROJECT_SOURCE_DIR}/data/sysusers/quillmere.conf DESTINATION lib/sysusers.d)
+
+  # The benchmark runs the real helper too.
+  if(TARGET helper_bench)
+    add_dependencies(helper_bench quillmere-helper)
+    target_compile_definitions(helper_bench PRIVATE QM_HELPER_BINARY="$<TARGET_FILE:quillmere-helper>")
+  endif()
 
   if(QUILLMERE_TESTS)
     qm_tests(helper qm_helper)
