@@ -119,7 +119,7 @@ void HelperReply(benchmark::State& state) {
             state.SkipWithError("the helper did not answer within 5 s");
             break;
         }
-        records += static_cast<double>(answer.payload.size() / qm::RawProcRecord::size);
+        records += static_cast<double>(answer.payload.size()) / static_cast<double>(qm::RawProcRecord::size);
     }
     double replies = static_cast<double>(std::max<int64_t>(state.iterations(), 1));
     state.counters["processes"] = records / replies;
