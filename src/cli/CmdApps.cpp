@@ -12,6 +12,7 @@
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
 #include "core/JsonText.h"
+#include "processes/SignatureCache.h"
 #include "processes/Sources.h"
 #include "shell/AppsTable.h"
 #include "shell/fmt/Fmt.h"
@@ -86,6 +87,14 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, bool tree) {
                      {"approximate", row.approximate}};
     auto power = lookup.power(row);
     j["power"] = power ? nlohmann::json(*power) : nlohmann::json(nullptr);
+    // Who made it: the group's executable, or the process's own.
+    std::string executable;
+    if (row.pid) {
+        if (auto p = lookup.processes.find(*row.pid); p != lookup.processes.end()) executable = p->second->path;
+    } else if (auto g = lookup.groups.find(row.id); g != lookup.groups.end()) {
+        executable = groupExecutable(*g->second);
+    }
+    j["trust"] = rawValue(SignatureCache::shared().lookupAndWait(executable).trust);
     if (tree && row.children) {
         j["children"] = nlohmann::json::array();
         for (const auto& c : *row.children) j["children"].push_back(rowJSON(c, lookup, false));

@@ -11,6 +11,7 @@
 #include "core/Platform.h"
 #include "knowledge/ProcessLibrary.h"
 #include "knowledge/TextCase.h"
+#include "processes/SignatureCache.h"
 #include "shell/fmt/Fmt.h"
 
 namespace qm::cli::explain_command {
@@ -91,6 +92,9 @@ void printText(const ProcessEntry& e, const std::optional<AppGroup>& group) {
         text << "\nRunning now: " << group->name << ", " << group->processes.size()
              << (group->processes.size() == 1 ? " process" : " processes") << ", " << Fmt::bytes(double(group->memory))
              << " memory\n";
+        // The badge, as the explanation panel shows it.
+        SignatureInfo signature = SignatureCache::shared().lookupAndWait(groupExecutable(*group));
+        text << "Made by: " << signature.title() << ". " << signature.explanation() << '\n';
     }
     printList("Why it can run high:", e.whyHigh);
     printList("What to do:", e.whatToDo);
@@ -108,11 +112,15 @@ void printText(const ProcessEntry& e, const std::optional<AppGroup>& group) {
 
 nlohmann::json toJSON(const std::string& name, const Found& found) {
     nlohmann::json out = {{"name", name}, {"found", found.entry != nullptr}};
-    if (found.group)
+    if (found.group) {
+        SignatureInfo signature = SignatureCache::shared().lookupAndWait(groupExecutable(*found.group));
         out["running"] = {{"group", found.group->id},
                           {"name", found.group->name},
                           {"processes", found.group->processes.size()},
-                          {"memory", found.group->memory}};
+                          {"memory", found.group->memory},
+                          {"trust", rawValue(signature.trust)},
+                          {"trustTitle", signature.title()}};
+    }
     if (!found.entry) return out;
     const ProcessEntry& e = *found.entry;
     auto optional = [](const std::optional<std::string>& v) { return v ? nlohmann::json(*v) : nlohmann::json(); };

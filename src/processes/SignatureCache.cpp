@@ -2,6 +2,12 @@
 
 namespace qm {
 
+std::string groupExecutable(const AppGroup& group) {
+    for (const auto& process : group.processes)
+        if (!process.path.empty()) return process.path;
+    return {};
+}
+
 SignatureCache::SignatureCache(Evaluator evaluate, std::unique_ptr<SerialQueue> queue)
     : evaluate_(std::move(evaluate)), queue_(std::move(queue)) {}
 

@@ -10,9 +10,14 @@
 #include <unordered_map>
 
 #include "core/Queue.h"
+#include "core/Snapshot.h"
 #include "processes/SignatureInfo.h"
 
 namespace qm {
+
+// The executable that speaks for a group: its first process with a known path, or ""
+// (which classifies as unknown without touching anything).
+std::string groupExecutable(const AppGroup& group);
 
 // This machine's classification of one executable: the code signature on macOS, the
 // package provenance on Linux. May be slow; never call it on the main thread.

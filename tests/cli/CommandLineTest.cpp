@@ -116,4 +116,17 @@ TEST(CommandLineTest, OneRecorderPerDatabaseAndStoppingSavesThePartialMinute) {
     std::filesystem::remove_all(dir);
 }
 
+TEST(CommandLineTest, AppsJsonCarriesWhoMadeEachGroup) {
+    Result apps = run("apps --json");
+    ASSERT_EQ(apps.status, 0) << apps.output;
+    auto rows = nlohmann::json::parse(apps.output, nullptr, false);
+    ASSERT_TRUE(rows.is_array()) << apps.output;
+    ASSERT_FALSE(rows.empty());
+    const std::vector<std::string> levels{"apple", "notarized", "signed", "unsigned", "unknown"};
+    for (const auto& row : rows) {
+        ASSERT_TRUE(row.contains("trust")) << row.dump();
+        EXPECT_NE(std::find(levels.begin(), levels.end(), row["trust"].get<std::string>()), levels.end()) << row.dump();
+    }
+}
+
 }  // namespace
