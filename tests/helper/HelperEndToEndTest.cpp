@@ -57,7 +57,10 @@ TEST(HelperEndToEndTest, UnprivilegedClientGetsExactDiskFiguresOfARootProcess) {
     std::string path = test::temporarySocket("e2e");
     test::RunningHelper daemon(path);
     ASSERT_TRUE(daemon.listening());
-    std::string file = std::filesystem::temp_directory_path() / ("qm-e2e-" + std::to_string(::getpid()) + ".bin");
+    // /var/tmp is on a disk where /tmp may be memory, whose writes the kernel does not count.
+    std::filesystem::path folder = std::filesystem::is_directory("/var/tmp") ? std::filesystem::path("/var/tmp")
+                                                                             : std::filesystem::temp_directory_path();
+    std::string file = folder / ("qm-e2e-" + std::to_string(::getpid()) + ".bin");
 
     // A root process that writes 4 MiB, waits, writes 2 MiB more, and waits.
     int toWriter[2], fromWriter[2], toClient[2], fromClient[2];
@@ -74,6 +77,12 @@ TEST(HelperEndToEndTest, UnprivilegedClientGetsExactDiskFiguresOfARootProcess) {
         ::_exit(0);
     }
     ASSERT_TRUE(await(fromWriter[0]));
+    if (writtenBytes(writer) == 0) {
+        ::kill(writer, SIGKILL);
+        ::waitpid(writer, nullptr, 0);
+        std::filesystem::remove(file);
+        GTEST_SKIP() << "the file system under " << folder << " does not count written bytes";
+    }
     // Made after the writer started, so that only the client holds their ends.
     ASSERT_EQ(::pipe(toClient), 0);
     ASSERT_EQ(::pipe(fromClient), 0);
