@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "PrivateBus.h"
 #include "history/AlertCenter.h"
@@ -275,6 +277,33 @@ TEST_F(NotificationBusTest, NoServiceSilentServiceAndAServiceThatComesAndGoes) {
     EXPECT_TRUE(sink->waitUntilDelivered(5));
     // The new server's capabilities count: it has no buttons.
     EXPECT_TRUE(second.notifications()[0].actions.empty());
+}
+
+double processCPUSeconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+TEST_F(NotificationBusTest, TheBusGoingAwayIsOneLineAndNoBusyWaiting) {
+    LogCapture log;
+    {
+        FakeNotificationServer server(bus->address(), fullServer);
+        makeCenter();
+        center->deliver(highCPU("one"));
+        ASSERT_TRUE(server.waitForNotifications(1));
+        ASSERT_TRUE(sink->waitUntilDelivered(5));
+        bus->stop();
+        ASSERT_TRUE(log.waitForLines(1));
+    }
+    EXPECT_NE(log.lines()[0].find("Quillmere: lost the session bus"), std::string::npos) << log.lines()[0];
+    // The sink waits quietly for work instead of polling a dead connection.
+    const double before = processCPUSeconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_LT(processCPUSeconds() - before, 0.1);
+    center->deliver(highCPU("two"));
+    EXPECT_FALSE(sink->waitUntilDelivered(5));
+    EXPECT_EQ(log.lines().size(), 1u);
 }
 
 }  // namespace

@@ -115,12 +115,16 @@ PrivateBus::PrivateBus() {
     }
 }
 
+void PrivateBus::stop() {
+    if (daemon_ <= 0) return;
+    ::kill(daemon_, SIGTERM);
+    int status = 0;
+    ::waitpid(daemon_, &status, 0);
+    daemon_ = -1;
+}
+
 PrivateBus::~PrivateBus() {
-    if (daemon_ > 0) {
-        ::kill(daemon_, SIGTERM);
-        int status = 0;
-        ::waitpid(daemon_, &status, 0);
-    }
+    stop();
     if (!directory_.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(directory_, ignored);
@@ -214,11 +218,15 @@ struct FakeNotificationServer::Impl {
             pollfd fds[2] = {{wakeFd, POLLIN, 0}, {-1, 0, 0}};
             int timeout = -1;
             if (connection && answer) {
-                while (connection->processPendingRequest()) {
+                try {
+                    while (connection->processPendingRequest()) {
+                    }
+                    auto data = connection->getEventLoopPollData();
+                    fds[1] = {data.fd, data.events, 0};
+                    timeout = data.getPollTimeout();
+                } catch (const sdbus::Error&) {
+                    answer = false;  // the bus went away: nothing more to serve
                 }
-                auto data = connection->getEventLoopPollData();
-                fds[1] = {data.fd, data.events, 0};
-                timeout = data.getPollTimeout();
             }
             ::poll(fds, fds[1].fd >= 0 ? 2 : 1, timeout);
             uint64_t count = 0;

@@ -33,6 +33,8 @@ public:
     bool running() const { return !address_.empty(); }
     const std::string& address() const { return address_; }
     const std::string& problem() const { return problem_; }
+    // Ends the daemon, as when the user's session ends under a running program.
+    void stop();
 
 private:
     std::string directory_;

@@ -57,6 +57,7 @@ std::string text(NSString* value) {
 - (void)userNotificationCenter:(UNUserNotificationCenter*)center
     didReceiveNotificationResponse:(UNNotificationResponse*)response
              withCompletionHandler:(void (^)(void))completionHandler {
+    (void)center;
     qm::NotificationResponse answer;
     answer.actionIdentifier = qm::text(response.actionIdentifier);
     NSDictionary* info = response.notification.request.content.userInfo;
@@ -78,6 +79,8 @@ std::string text(NSString* value) {
 - (void)userNotificationCenter:(UNUserNotificationCenter*)center
        willPresentNotification:(UNNotification*)notification
          withCompletionHandler:(void (^)(UNNotificationPresentationOptions options))completionHandler {
+    (void)center;
+    (void)notification;
     if (@available(macOS 11.0, *)) {
         completionHandler(UNNotificationPresentationOptionBanner | UNNotificationPresentationOptionList |
                           UNNotificationPresentationOptionSound);

@@ -2,12 +2,15 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <sdbus-c++/sdbus-c++.h>
 #include <chrono>
+#include <exception>
 #include <optional>
 #include <set>
+#include <system_error>
 #include <vector>
 
 #include "core/Log.h"
@@ -21,6 +24,25 @@ const char* const serviceName = "org.freedesktop.Notifications";
 const char* const objectPath = "/org/freedesktop/Notifications";
 const char* const interfaceName = "org.freedesktop.Notifications";
 constexpr size_t maxRemembered = 256;  // notification ids whose buttons may still be pressed
+
+// Why the session bus cannot be reached, or none when it can. sdbus-c++ 1.2 leaks its
+// half-made connection when connecting fails, so the bus is tried with sd-bus itself
+// first, which cleans up after a failure.
+std::optional<std::string> busProblem(const std::string& address) {
+    sd_bus* bus = nullptr;
+    int result = 0;
+    if (address.empty()) {
+        result = sd_bus_open_user(&bus);
+    } else {
+        result = sd_bus_new(&bus);
+        if (result >= 0) result = sd_bus_set_address(bus, address.c_str());
+        if (result >= 0) result = sd_bus_set_bus_client(bus, 1);
+        if (result >= 0) result = sd_bus_start(bus);
+    }
+    sd_bus_unref(bus);
+    if (result >= 0) return std::nullopt;
+    return std::error_code(-result, std::generic_category()).message();
+}
 
 double monotonicSeconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -88,6 +110,10 @@ public:
             report(describe(error));
             if (isDisconnect(error)) drop();
             return false;
+        } catch (const std::exception& error) {
+            capabilities_.reset();
+            report(std::string("could not post a notification (") + error.what() + ")");
+            return false;
         }
     }
 
@@ -101,6 +127,10 @@ private:
         const double now = monotonicSeconds();
         if (lastAttempt_ && now - *lastAttempt_ < owner_.options_.retryAfter) return false;
         lastAttempt_ = now;
+        if (auto problem = busProblem(owner_.options_.busAddress)) {
+            report("notifications are off: cannot reach the session bus (" + *problem + ")");
+            return false;
+        }
         try {
             connection_ = owner_.options_.busAddress.empty()
                               ? sdbus::createSessionBusConnection()
@@ -120,6 +150,11 @@ private:
             proxy_.reset();
             connection_.reset();
             report("notifications are off: cannot reach the session bus (" + error.getMessage() + ")");
+            return false;
+        } catch (const std::exception& error) {
+            proxy_.reset();
+            connection_.reset();
+            report(std::string("notifications are off: cannot reach the session bus (") + error.what() + ")");
             return false;
         }
     }
