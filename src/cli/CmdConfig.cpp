@@ -9,6 +9,7 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include "core/Defaults.h"
+#include "core/DefaultsRanges.h"
 #include "core/FileDefaults.h"
 #include "core/FileRead.h"
 #include "history/AlertCenter.h"
@@ -103,6 +104,8 @@ std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::s
         case SettingType::number: {
             auto number = parseDouble(text);
             if (!number || *number < 0) return std::nullopt;  // parseDouble gives finite numbers only
+            if (auto range = settingRange(setting.key); range && (*number < range->lowest || *number > range->highest))
+                return std::nullopt;
             return *number;
         }
         case SettingType::text:
@@ -148,7 +151,9 @@ void runSet(const ConfigOptions& options) {
     const KnownSetting& setting = requireKnown(options.key);
     auto value = parseValue(setting, options.value);
     if (!value) {
+        const auto range = settingRange(setting.key);
         std::string expected = setting.type == SettingType::boolean  ? "true or false"
+                               : range                               ? "a number from " + describe(*range)
                                : setting.type == SettingType::number ? "a number of 0 or more"
                                                                      : setting.meaning;
         std::fprintf(stderr, "quillmere config: %s takes %s, not \"%s\"\n", setting.key, expected.c_str(),

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "core/FileRead.h"
@@ -110,12 +111,22 @@ std::vector<std::string> FileDefaults::reloadLocked() const {
 
     std::map<std::string, SettingValue> fresh;
     malformed_ = false;
+    unreadable_ = false;
     if (now.exists) {
-        auto text = readFile(path_, 4 << 20);
+        constexpr size_t limit = 4 << 20;
+        const bool tooLarge = now.size > static_cast<off_t>(limit);
+        auto text = tooLarge ? std::nullopt : readFile(path_, limit);
+        const int reason = errno;
         auto parsed = text ? nlohmann::json::parse(*text, nullptr, false) : nlohmann::json();
-        if (text && !parsed.is_discarded() && parsed.is_object()) {
+        if (!text) {
+            // Not the same thing as a file of bad JSON: nothing of it may be replaced.
+            unreadable_ = true;
+            logLine("settings file " + path_ + " " +
+                    (tooLarge ? "is larger than 4 MB" : "cannot be read (" + std::string(std::strerror(reason)) + ")") +
+                    "; using the defaults");
+        } else if (!parsed.is_discarded() && parsed.is_object()) {
             fresh = decode(parsed);
-        } else if (text && trim(*text).empty()) {
+        } else if (trim(*text).empty()) {
             // An empty file is simply no settings yet.
         } else {
             malformed_ = true;
@@ -164,6 +175,11 @@ std::map<std::string, SettingValue> FileDefaults::all() const {
 }
 
 void FileDefaults::saveLocked() {
+    if (unreadable_) {
+        // Saving would replace the user's settings with only the one just changed.
+        logLine("could not save settings: " + path_ + " cannot be read, so it is left as it is");
+        return;
+    }
     if (malformed_) {
         // Never write over what the user typed: keep the broken file beside the new one.
         std::string aside = path_ + ".malformed";

@@ -3,7 +3,8 @@
 // `quillmere config set` in another process takes effect without a restart; observers
 // hear about each key that changed. Writes replace the file atomically (temporary file,
 // then rename). A file that is not valid JSON is logged once and read as no settings;
-// it is kept aside, never overwritten, when a setting is next saved.
+// it is kept aside, never overwritten, when a setting is next saved. A file that cannot
+// be read at all (too large, no permission) is reported as such and never saved over.
 #pragma once
 
 #include <sys/types.h>
@@ -56,6 +57,7 @@ private:
     mutable FileStamp stamp_;
     mutable bool loaded_ = false;
     mutable bool malformed_ = false;
+    mutable bool unreadable_ = false;  // too large or not readable: never saved over
 };
 
 // The settings of this user on this machine: a FileDefaults under configDirectory().

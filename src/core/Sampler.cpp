@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "core/DefaultsRanges.h"
+
 #include "readers/CPUReader.h"
 #include "readers/DiskReader.h"
 #include "readers/NetworkReader.h"
@@ -75,8 +77,10 @@ void Sampler::schedule() {
     double period = (!lastBattery_ || lastBattery_->battery.onAC) ? kMainsPeriod : kBatteryPeriod;
     if (periodOverride_) period = *periodOverride_;
     if (live_) {
-        const double chosen = defaults_.doubleValue("refresh.interval");  // unset reads as 0
-        period = chosen >= 1.0 ? chosen : kDefaultLivePeriod;
+        // Unset reads as 0 and anything under a second means the default; a value edited
+        // into the file beyond the range is read as its end.
+        const double chosen = defaults_.doubleValue("refresh.interval");
+        period = chosen >= 1.0 ? clampToRange("refresh.interval", chosen) : kDefaultLivePeriod;
     }
     interval_ = period;
     timer_.reset();

@@ -1,5 +1,7 @@
 #include "history/EventDetector.h"
 
+#include "core/DefaultsRanges.h"
+
 #include <limits>
 #include <set>
 
@@ -33,12 +35,13 @@ Date lastOr(const std::map<std::string, Date>& reported, const std::string& id) 
     return it == reported.end() ? distantPast : it->second;
 }
 
-// A number setting; a missing value or one of another type gives the fallback.
+// A number setting, kept within its range; a missing value or one of another type
+// gives the fallback.
 double numberSetting(const Defaults& defaults, const std::string& key, double fallback) {
     auto value = defaults.value(key);
     if (!value) return fallback;
-    if (auto* d = std::get_if<double>(&*value)) return *d;
-    if (auto* i = std::get_if<int64_t>(&*value)) return static_cast<double>(*i);
+    if (auto* d = std::get_if<double>(&*value)) return clampToRange(key, *d);
+    if (auto* i = std::get_if<int64_t>(&*value)) return clampToRange(key, static_cast<double>(*i));
     return fallback;
 }
 

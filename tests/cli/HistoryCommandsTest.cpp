@@ -169,3 +169,14 @@ TEST(HistoryCommandsTest, AHistoryThatCannotBeReadIsAnErrorNamingTheFileNeverAnE
     EXPECT_NE(record.output.find("it is a folder"), std::string::npos) << record.output;
     EXPECT_EQ(run("history export --json --db " + dir.file("none.sqlite") + " > /dev/full").status, 1);
 }
+
+TEST(HistoryCommandsTest, NumericSettingsOutsideTheirRangeAreRefusedWithTheRange) {
+    Scratch dir;
+    const std::string env = "XDG_CONFIG_HOME=" + dir.path();
+    for (std::string arguments : {"refresh.interval 1e10", "alert.highCPU.threshold 0", "alert.highCPU.minutes 0"}) {
+        Result r = run("config set " + arguments, env);
+        EXPECT_EQ(r.status, 2) << arguments << ": " << r.output;
+        EXPECT_NE(r.output.find(" to "), std::string::npos) << r.output;
+    }
+    EXPECT_EQ(run("config set refresh.interval 5", env).status, 0);
+}

@@ -100,6 +100,11 @@ TEST_F(SamplerTest, BackgroundAndLivePeriodsFollowTheRefreshSetting) {
     defaults.set("refresh.interval", int64_t{3});
     sampler->reschedule();
     EXPECT_DOUBLE_EQ(queue->interval(), 3.0);
+    defaults.set("refresh.interval", 1e10);  // edited by hand: read as the longest allowed
+    sampler->reschedule();
+    EXPECT_DOUBLE_EQ(queue->interval(), 60.0);
+    defaults.set("refresh.interval", 3.0);
+    sampler->reschedule();
 
     sampler->setLive(false);
     EXPECT_DOUBLE_EQ(queue->interval(), 5.0) << "the refresh setting applies only while live";

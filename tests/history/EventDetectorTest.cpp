@@ -102,6 +102,14 @@ TEST_F(EventDetectorTest, HighCPUFollowsTheSettings) {
     Snapshot other;
     other.groups = {group("proc:cc1", "cc1", 89)};
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(tick(other).empty());
+
+    // Values beyond the range (a hand-edited file) read as its ends: 0 % for 0 minutes
+    // would make every process an event on every tick.
+    defaults.set("alert.highCPU.threshold", 0.0);
+    defaults.set("alert.highCPU.minutes", 0.0);
+    Snapshot quiet;
+    quiet.groups = {group("proc:a", "a", 5), group("proc:b", "b", 2)};
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(tick(quiet, 5).empty());
 }
 
 TEST_F(EventDetectorTest, MemoryGrowthNeedsSizeSpanGrowthAndASteadyRise) {
@@ -296,10 +304,11 @@ TEST_F(EventDetectorTest, EventsOfOneTickComeInRuleOrder) {
     Snapshot s;
     s.groups = {group("proc:spin", "spin", 100, 2 * GiB)};
     detector.process(s);
+    EXPECT_TRUE(tick(s).empty());  // busy from here on
     s.memory.pressureLevel = PressureLevel::critical;
     s.thermal.state = ThermalState::serious;
     s.memory.swapUsed = 8 * GiB;
-    defaults.set("alert.highCPU.minutes", 0.0);
+    defaults.set("alert.highCPU.minutes", 1.0);
     auto events = tick(s);
     ASSERT_EQ(events.size(), 4u);
     EXPECT_EQ(events[0].kind, EventKind::highCPU);

@@ -101,3 +101,27 @@ TEST(FileDefaults, MalformedFileReadsAsDefaultsAndIsKeptWhenSaving) {
     writeAsAnotherProcess(path, "[1, 2]");
     EXPECT_TRUE(settings.all().empty());
 }
+
+TEST(FileDefaults, AFileThatCannotBeReadIsReportedAsSuchAndNeverSavedOver) {
+    TempDirectory dir;
+    // Over the size limit: valid JSON, but too much of it to read.
+    const std::string big = dir.file("big.json");
+    std::string text = "{\"refresh.interval\": 3, \"padding\": \"" + std::string(5 << 20, 'x') + "\"}";
+    std::ofstream(big) << text;
+    // A folder where the file should be.
+    const std::string folder = dir.file("folder.json");
+    std::filesystem::create_directory(folder);
+
+    for (const auto& [path, reason] : {std::pair{big, "larger than 4 MB"}, std::pair{folder, "cannot be read"}}) {
+        LogCapture log;
+        FileDefaults settings(path);
+        EXPECT_FALSE(settings.contains("refresh.interval"));
+        settings.set("menuBar.style", std::string("icon"));
+        auto lines = log.lines();
+        ASSERT_FALSE(lines.empty()) << path;
+        EXPECT_NE(lines[0].find(reason), std::string::npos) << lines[0];
+        for (const auto& line : lines) EXPECT_EQ(line.find("not valid JSON"), std::string::npos) << line;
+    }
+    EXPECT_TRUE(slurp(big) == text);  // the user's values are still there
+    EXPECT_TRUE(std::filesystem::is_directory(folder));
+}
