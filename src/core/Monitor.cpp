@@ -114,17 +114,23 @@ void Monitor::apply(const Snapshot& s) {
     for (size_t i = 0; i < s.cpu.perCore.size(); ++i) append(perCoreSeries_[i], s.cpu.perCore[i], maxPoints);
 
     // An app that is gone for one tick loses its whole series.
-    std::unordered_map<std::string, std::vector<double>> series;
+    std::unordered_map<std::string, std::vector<double>> series, memory;
     series.reserve(s.groups.size());
+    memory.reserve(s.groups.size());
     for (const auto& group : s.groups) {
         auto& points = series[group.id];
+        auto& bytes = memory[group.id];
         if (points.empty()) {
             auto old = appSeries_.find(group.id);
             if (old != appSeries_.end()) points = std::move(old->second);
+            auto oldBytes = appMemorySeries_.find(group.id);
+            if (oldBytes != appMemorySeries_.end()) bytes = std::move(oldBytes->second);
         }
         append(points, group.cpu, maxAppPoints);
+        append(bytes, static_cast<double>(group.memory), maxAppPoints);
     }
     appSeries_ = std::move(series);
+    appMemorySeries_ = std::move(memory);
     appSeriesVersion_ += 1;
 
     updateBatterySession(previous, s);

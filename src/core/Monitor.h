@@ -74,6 +74,8 @@ public:
     const std::vector<double>& diskWriteSeries() const { return diskWriteSeries_; }
     const std::vector<std::vector<double>>& perCoreSeries() const { return perCoreSeries_; }
     const std::unordered_map<std::string, std::vector<double>>& appSeries() const { return appSeries_; }
+    // Memory bytes per app, kept and pruned exactly like appSeries().
+    const std::unordered_map<std::string, std::vector<double>>& appMemorySeries() const { return appMemorySeries_; }
     int64_t appSeriesVersion() const { return appSeriesVersion_; }
     const std::unordered_map<std::string, AppEnergy>& batterySessionEnergy() const { return batterySessionEnergy_; }
     std::optional<Date> batterySessionStart() const { return batterySessionStart_; }
@@ -97,6 +99,7 @@ private:
         diskReadSeries_, diskWriteSeries_;
     std::vector<std::vector<double>> perCoreSeries_;
     std::unordered_map<std::string, std::vector<double>> appSeries_;
+    std::unordered_map<std::string, std::vector<double>> appMemorySeries_;
     int64_t appSeriesVersion_ = 0;
     std::unordered_map<std::string, AppEnergy> batterySessionEnergy_;
     std::optional<Date> batterySessionStart_;

@@ -97,7 +97,9 @@ TEST_F(MonitorTest, AnAppGoneForOneTickLosesItsSeries) {
     onlyB.groups = {app("proc:b", 7)};
     monitor.apply(onlyB);
     EXPECT_FALSE(monitor.appSeries().contains("proc:a"));
+    EXPECT_FALSE(monitor.appMemorySeries().contains("proc:a"));
     EXPECT_EQ(monitor.appSeries().at("proc:b").size(), Monitor::maxAppPoints);
+    EXPECT_EQ(monitor.appMemorySeries().at("proc:b").size(), Monitor::maxAppPoints);
 
     monitor.apply(both);
     EXPECT_EQ(monitor.appSeries().at("proc:a").size(), 1u);

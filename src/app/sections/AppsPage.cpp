@@ -1,0 +1,242 @@
+#include "app/sections/AppsPage.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPainter>
+#include <QScrollArea>
+#include <QSplitter>
+#include <QTreeView>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <iterator>
+
+#include "app/sections/AppsTreeModel.h"
+#include "app/sections/ExplainPanel.h"
+#include "app/sections/SectionStyle.h"
+#include "app/widgets/Sparkline.h"
+#include "knowledge/ProcessLibrary.h"
+#include "shell/MachineSections.h"
+
+namespace qm::app {
+
+TrendDelegate::TrendDelegate(const Monitor& monitor, QObject* parent)
+    : QStyledItemDelegate(parent), monitor_(monitor) {}
+
+void TrendDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    QStyledItemDelegate::paint(painter, option, index);  // background and selection
+    if (index.data(AppsTreeModel::pidRole).isValid() && index.parent().isValid()) return;  // process rows: no trend
+    const std::string id = index.data(AppsTreeModel::groupIDRole).toString().toStdString();
+    const bool memory = index.column() == AppsTreeModel::memoryTrend;
+    const auto& all = memory ? monitor_.appMemorySeries() : monitor_.appSeries();
+    auto found = all.find(id);
+    if (found == all.end()) return;
+    const QColor color = memory ? QColor(0x3b, 0x7d, 0xd8) : QColor(0x2e, 0x9d, 0x4f);
+    // CPU is drawn against a full core at least, so an idle app's noise stays flat.
+    double top = 0;
+    if (!memory) {
+        top = 100;
+        for (double v : found->second) top = std::max(top, v);
+    }
+    paintSparkline(*painter, QRectF(option.rect).adjusted(4, 3, -4, -3), found->second, top, color);
+}
+
+AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::apps, context, parent) {
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->addWidget(makePageTitle(QString::fromUtf8(appsText::title), this));
+
+    auto* bar = new QHBoxLayout;
+    kinds_ = new QComboBox(this);
+    kinds_->setObjectName("kindPicker");
+    for (auto filter : AppsTable::allFilters)
+        kinds_->addItem(shown(label(filter)), QString::fromStdString(std::string(rawValue(filter))));
+    filter_ = new QLineEdit(this);
+    filter_->setObjectName("filterField");
+    filter_->setPlaceholderText(QString::fromUtf8(appsText::searchPlaceholder));
+    filter_->setClearButtonEnabled(true);
+    bar->addWidget(kinds_);
+    bar->addWidget(filter_, 1);
+    layout->addLayout(bar);
+
+    notice_ = new Card(QString::fromUtf8(appsText::estimatedNoticeTitle), this);
+    notice_->setObjectName("exactFiguresNotice");
+    static_cast<Card*>(notice_)->body()->addWidget(makeText(shown(appsText::estimatedNotice), notice_));
+    notice_->hide();
+    layout->addWidget(notice_);
+
+    model_ = new AppsTreeModel(this);
+    tree_ = new QTreeView(this);
+    tree_->setObjectName("appsTree");
+    tree_->setModel(model_);
+    tree_->setUniformRowHeights(true);
+    tree_->setAlternatingRowColors(true);
+    tree_->setSelectionMode(QAbstractItemView::SingleSelection);
+    tree_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    tree_->setContextMenuPolicy(Qt::CustomContextMenu);
+    tree_->setItemDelegateForColumn(AppsTreeModel::cpuTrend, new TrendDelegate(*context.monitor, tree_));
+    tree_->setItemDelegateForColumn(AppsTreeModel::memoryTrend, new TrendDelegate(*context.monitor, tree_));
+    QHeaderView* header = tree_->header();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(AppsTreeModel::name, QHeaderView::Stretch);
+    header->setSectionsClickable(true);
+    header->setSortIndicatorShown(true);
+    header->setSortIndicator(AppsTreeModel::cpu, Qt::DescendingOrder);
+    tree_->setColumnWidth(AppsTreeModel::kind, 95);
+    for (int column : {AppsTreeModel::cpu, AppsTreeModel::memory, AppsTreeModel::power, AppsTreeModel::disk})
+        tree_->setColumnWidth(column, 80);
+    tree_->setColumnWidth(AppsTreeModel::cpuTrend, 90);
+    tree_->setColumnWidth(AppsTreeModel::memoryTrend, 90);
+
+    panel_ = new ExplainPanel(this);
+    panel_->setLibrary(&ProcessLibrary::shared());
+    panel_->currentGroup = [this](const std::string& id) { return this->context().monitor->group(id); };
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidget(panel_);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setMinimumWidth(280);
+
+    auto* split = new QSplitter(this);
+    split->addWidget(tree_);
+    split->addWidget(scroll);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 1);
+    layout->addWidget(split, 1);
+
+    count_ = makeText({}, this, true);
+    count_->setObjectName("countLine");
+    layout->addWidget(count_);
+
+    connect(kinds_, &QComboBox::currentIndexChanged, this, [this](int i) {
+        if (i >= 0 && i < static_cast<int>(std::size(AppsTable::allFilters))) table_.filter = AppsTable::allFilters[i];
+        rebuild();
+    });
+    connect(filter_, &QLineEdit::textChanged, this, [this](const QString& text) {
+        table_.query = text.toStdString();
+        rebuild();
+    });
+    connect(header, &QHeaderView::sectionClicked, this, &AppsPage::sortBy);
+    connect(tree_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &AppsPage::selectionChanged);
+    connect(tree_, &QTreeView::customContextMenuRequested, this, &AppsPage::showContextMenu);
+    uiToken_ = context.ui->observe([this] { applySelectionFromState(); });
+}
+
+AppsPage::~AppsPage() { context().ui->removeObserver(uiToken_); }
+
+void AppsPage::activated() { applySelectionFromState(); }
+
+void AppsPage::refresh() { rebuild(); }
+
+void AppsPage::rebuild() {
+    const Snapshot& snapshot = context().monitor->snapshot();
+    std::vector<ProcRow> rows = table_.rows(snapshot.groups);
+    int64_t processes = 0;
+    for (const ProcRow& row : rows) processes += row.count;
+    const auto rowCount = static_cast<int64_t>(rows.size());
+    model_->setRows(std::move(rows));
+    const QString count = QString::fromStdString(appsText::countLine(processes, rowCount));
+    if (count_->text() != count) count_->setText(count);
+    notice_->setVisible(sections::exactFiguresNoticeShown(snapshot));
+
+    // A selected group that is no longer listed (quit, or filtered out) is no longer selected.
+    UIState& ui = *context().ui;
+    if (ui.selectedGroup() && !model_->indexOf(*ui.selectedGroup()).isValid()) {
+        ui.clearSelection();
+        tree_->selectionModel()->clearSelection();
+        tree_->selectionModel()->setCurrentIndex({}, QItemSelectionModel::NoUpdate);
+    }
+    const auto& selected = ui.selectedGroup();
+    panel_->showRow(selected ? context().monitor->group(*selected) : std::nullopt, ui.selectedPid());
+    tree_->viewport()->update();
+}
+
+void AppsPage::sortBy(int column) {
+    auto figure = AppsTreeModel::figure(column);
+    if (!figure) {
+        // Name and kind do not sort: keep the indicator on the figure that does.
+        const auto& key = table_.sortOrder.front();
+        tree_->header()->setSortIndicator(AppsTreeModel::columnOf(key.column),
+                                          key.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+        return;
+    }
+    auto& key = table_.sortOrder.front();
+    // A second click on the same figure turns the order; a new figure starts at the largest.
+    key.ascending = key.column == *figure ? !key.ascending : false;
+    key.column = *figure;
+    tree_->header()->setSortIndicator(AppsTreeModel::columnOf(*figure),
+                                      key.ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+    rebuild();
+}
+
+void AppsPage::selectionChanged() {
+    if (selecting_) return;
+    const ProcRow* row = model_->row(tree_->currentIndex());
+    UIState& ui = *context().ui;
+    selecting_ = true;
+    if (row)
+        ui.selectGroup(row->groupID, row->pid);
+    else if (ui.selectedGroup())
+        ui.clearSelection();
+    selecting_ = false;
+    const auto& selected = ui.selectedGroup();
+    panel_->showRow(selected ? context().monitor->group(*selected) : std::nullopt, ui.selectedPid());
+}
+
+void AppsPage::applySelectionFromState() {
+    if (selecting_) return;
+    const UIState& ui = *context().ui;
+    if (!ui.selectedGroup()) return;
+    QModelIndex index = model_->indexOf(*ui.selectedGroup(), ui.selectedPid());
+    if (!index.isValid() && context().monitor->group(*ui.selectedGroup())) {
+        // Revealed from elsewhere while hidden by the kind or the filter: show everything.
+        selecting_ = true;
+        kinds_->setCurrentIndex(0);
+        filter_->clear();
+        selecting_ = false;
+        rebuild();
+        index = model_->indexOf(*ui.selectedGroup(), ui.selectedPid());
+    }
+    if (!index.isValid()) return;
+    selecting_ = true;
+    if (index.parent().isValid()) tree_->expand(index.parent());
+    tree_->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    tree_->scrollTo(index);
+    selecting_ = false;
+    panel_->showRow(context().monitor->group(*ui.selectedGroup()), ui.selectedPid());
+}
+
+void AppsPage::showContextMenu(const QPoint& at) {
+    const QModelIndex index = tree_->indexAt(at);
+    const ProcRow* row = model_->row(index);
+    if (!row) return;
+    tree_->selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    QMenu menu(this);
+    QAction* quit = menu.addAction(QString::fromUtf8(quitText::quit), panel_, &ExplainPanel::quit);
+    QAction* force = menu.addAction(QString::fromUtf8(quitText::forceQuit), panel_, &ExplainPanel::forceQuit);
+    quit->setEnabled(panel_->quitEnabled());
+    force->setEnabled(panel_->quitEnabled());
+    menu.addSeparator();
+    const QString name = QString::fromStdString(row->name);
+    menu.addAction("Copy Name", this, [name] { QApplication::clipboard()->setText(name); });
+    if (row->pid) {
+        const QString pid = QString::number(*row->pid);
+        menu.addAction("Copy PID", this, [pid] { QApplication::clipboard()->setText(pid); });
+    }
+    if (model_->rowCount(index.parent().isValid() ? index.parent() : index) > 0) {
+        const QModelIndex group = index.parent().isValid() ? index.parent() : index;
+        const bool open = tree_->isExpanded(group);
+        menu.addAction(open ? "Collapse" : "Show Processes", this,
+                       [this, group, open] { tree_->setExpanded(group, !open); });
+    }
+    menu.exec(tree_->viewport()->mapToGlobal(at));
+}
+
+SectionPage* makeAppsPage(AppContext& context, QWidget* parent) { return new AppsPage(context, parent); }
+
+}  // namespace qm::app

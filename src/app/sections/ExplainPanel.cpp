@@ -1,0 +1,231 @@
+#include "app/sections/ExplainPanel.h"
+
+#include <QCoreApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/sections/SectionStyle.h"
+#include "core/FileRead.h"
+#include "knowledge/ProcessLibrary.h"
+#include "processes/SignatureCache.h"
+#include "shell/Explanation.h"
+
+namespace qm::app {
+
+namespace {
+
+QString escaped(const std::string& text) { return shown(text).toHtmlEscaped(); }
+
+QString bullets(const char* heading, const std::vector<std::string>& items) {
+    if (items.empty()) return {};
+    QString html = QString("<p><b>%1</b></p><ul style=\"margin-left:-20px\">").arg(QString::fromUtf8(heading));
+    for (const auto& item : items) html += "<li>" + escaped(item) + "</li>";
+    return html + "</ul>";
+}
+
+void setIfChanged(QLabel* label, const QString& text) {
+    if (label->text() != text) label->setText(text);
+    label->setVisible(!text.isEmpty());
+}
+
+}  // namespace
+
+ExplainPanel::ExplainPanel(QWidget* parent) : QWidget(parent), quitter_(ProcessQuit::system()) {
+    setObjectName("explainPanel");
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(12, 8, 12, 8);
+    title_ = makePageTitle({}, this);
+    QFont font = title_->font();
+    font.setPointSizeF(font.pointSizeF() * 0.8);
+    title_->setFont(font);
+    title_->setWordWrap(true);
+    subtitle_ = makeText({}, this, true);
+    badge_ = makeText({}, this);
+    badge_->setObjectName("badge");
+    safety_ = makeText({}, this);
+    body_ = makeText({}, this);
+    body_->setTextFormat(Qt::RichText);
+    link_ = new QLabel(this);
+    link_->setOpenExternalLinks(true);
+    processes_ = makeText({}, this);
+    processes_->setTextFormat(Qt::RichText);
+    refusal_ = makeText({}, this, true);
+    status_ = makeText({}, this, true);
+    status_->setObjectName("quitStatus");
+
+    quitButton_ = new QPushButton(QString::fromUtf8(quitText::quit), this);
+    forceButton_ = new QPushButton(QString::fromUtf8(quitText::forceQuit), this);
+    connect(quitButton_, &QPushButton::clicked, this, &ExplainPanel::quit);
+    connect(forceButton_, &QPushButton::clicked, this, &ExplainPanel::forceQuit);
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(quitButton_);
+    buttons->addWidget(forceButton_);
+    buttons->addStretch(1);
+
+    for (QWidget* w : {static_cast<QWidget*>(title_), static_cast<QWidget*>(subtitle_), static_cast<QWidget*>(badge_),
+                       static_cast<QWidget*>(safety_), static_cast<QWidget*>(body_), static_cast<QWidget*>(link_),
+                       static_cast<QWidget*>(processes_)})
+        layout->addWidget(w);
+    layout->addLayout(buttons);
+    layout->addWidget(refusal_);
+    layout->addWidget(status_);
+    layout->addStretch(1);
+
+    confirmForceQuit = [this](const QString& name) {
+        QMessageBox box(QMessageBox::Warning, QString::fromUtf8(quitText::confirmTitle),
+                        QString("Force quit %1?").arg(name), QMessageBox::Cancel, this);
+        box.setInformativeText(shown(quitText::confirmWarning));
+        QPushButton* force = box.addButton(QString::fromUtf8(quitText::confirmButton), QMessageBox::DestructiveRole);
+        box.setDefaultButton(QMessageBox::Cancel);
+        box.exec();
+        return box.clickedButton() == force;
+    };
+    showRow(std::nullopt, std::nullopt);
+}
+
+void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<int32_t> pid) {
+    const bool sameRow = group && group_ && group->id == group_->id && pid == pid_;
+    if (!sameRow) {
+        status_->clear();
+        status_->hide();
+        commandLines_.clear();
+    }
+    group_ = group;
+    pid_ = pid;
+    if (!group) {
+        setIfChanged(title_, {});
+        setIfChanged(subtitle_, {});
+        setIfChanged(badge_, {});
+        setIfChanged(safety_, {});
+        setIfChanged(body_, shown(explainText::nothingSelected).toHtmlEscaped());
+        setIfChanged(link_, {});
+        setIfChanged(processes_, {});
+        setIfChanged(refusal_, {});
+        quitButton_->hide();
+        forceButton_->hide();
+        badgePath_.clear();
+        return;
+    }
+
+    const ProcessEntry* entry = library_ ? library_->lookup(*group) : nullptr;
+    const Explanation e = explain(*group, pid, entry);
+    setIfChanged(title_, shown(e.title));
+    setIfChanged(subtitle_, shown(e.subtitle));
+    const QColor tone = toneColor(e.safetyTone);
+    QString safety = QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>").arg(tone.name(), escaped(e.safetyTitle));
+    if (e.safetyNote) safety += " \u2014 " + escaped(*e.safetyNote);
+    safety_->setTextFormat(Qt::RichText);
+    setIfChanged(safety_, safety);
+
+    QString body = "<p>" + escaped(e.oneLiner) + "</p>";
+    if (e.summary) body += QString("<p><b>%1</b><br>%2</p>").arg(QString::fromUtf8(explainText::whatItDoes), escaped(*e.summary));
+    body += bullets(explainText::whyBusy, e.whyHigh);
+    body += bullets(explainText::whatToDo, e.whatToDo);
+    if (e.typical) body += "<p><i>" + escaped(*e.typical) + "</i></p>";
+    setIfChanged(body_, body);
+    setIfChanged(link_, e.webURL ? QString("<a href=\"%1\">%2</a>")
+                                       .arg(QString::fromStdString(*e.webURL).toHtmlEscaped(), QString::fromUtf8(explainText::learnMore))
+                                 : QString());
+
+    QString list = QString("<p><b>%1</b></p>").arg(QString::fromUtf8(explainText::processes));
+    for (const auto& p : e.processes) {
+        list += QString("<p style=\"margin:0\">%1 \u00b7 pid %2 \u00b7 %3</p>")
+                    .arg(QString::fromStdString(p.name).toHtmlEscaped())
+                    .arg(p.pid)
+                    .arg(QString::fromStdString(p.figures).toHtmlEscaped());
+        const QString command = commandLine(p.pid);
+        if (!command.isEmpty())
+            list += QString("<p style=\"margin:0 0 4px 12px\"><tt>%1</tt></p>").arg(command.toHtmlEscaped());
+    }
+    setIfChanged(processes_, list);
+
+    const auto targets = ProcessQuit::targets(*group, pid);
+    const auto refusal = quitter_.refusal(*group, targets);
+    setIfChanged(refusal_, refusal ? shown(*refusal) : QString());
+    quitButton_->show();
+    forceButton_->show();
+    quitButton_->setEnabled(!refusal);
+    forceButton_->setEnabled(!refusal);
+
+    std::string path;
+    for (const ProcessSample& p : targets)
+        if (!p.path.empty()) {
+            path = p.path;
+            break;
+        }
+    setBadge(path);
+}
+
+void ExplainPanel::setBadge(const std::string& path) {
+    if (path == badgePath_) return;
+    badgePath_ = path;
+    setIfChanged(badge_, {});
+    if (path.empty()) return;
+    QPointer<ExplainPanel> self(this);
+    // The answer may come from the signature queue: hop to this panel's thread.
+    SignatureCache::shared().lookup(path, [self, path](const SignatureInfo& info) {
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app) return;  // the program is shutting down
+        QMetaObject::invokeMethod(
+            app,
+            [self, path, info] {
+                if (!self || self->badgePath_ != path) return;
+                setIfChanged(self->badge_, QString("<b>%1</b> \u2014 %2")
+                                               .arg(escaped(info.title()), escaped(info.explanation())));
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+QString ExplainPanel::commandLine(int32_t pid) {
+    if (auto found = commandLines_.find(pid); found != commandLines_.end()) return found->second;
+    QString text;
+#ifdef __linux__
+    if (auto raw = readFile("/proc/" + std::to_string(pid) + "/cmdline", 64 * 1024))
+        text = QString::fromStdString(commandLineText(*raw));
+#endif
+    commandLines_[pid] = text;
+    return text;
+}
+
+void ExplainPanel::quit() {
+    if (!group_) return;
+    const auto report = quitter_.quit(*group_, ProcessQuit::targets(*group_, pid_));
+    setIfChanged(status_, shown(report.text));
+}
+
+void ExplainPanel::forceQuit() {
+    if (!group_) return;
+    const AppGroup asked = *group_;
+    const std::optional<int32_t> pid = pid_;
+    // The polite request goes first; many apps are gone before the dialog is read.
+    quitter_.quit(asked, ProcessQuit::targets(asked, pid));
+    const QString name = QString::fromStdString(pid ? "pid " + std::to_string(*pid) + " (" + asked.name + ")"
+                                                    : asked.name);
+    if (!confirmForceQuit || !confirmForceQuit(name)) return;
+    // The group may have quit or changed while the dialog was open: only its processes
+    // that are still running (same pid, same name) get the forced signal.
+    std::optional<AppGroup> now = currentGroup ? currentGroup(asked.id) : std::optional<AppGroup>(asked);
+    std::vector<ProcessSample> still;
+    if (now)
+        for (const ProcessSample& before : ProcessQuit::targets(asked, pid))
+            for (const ProcessSample& p : now->processes)
+                if (p.pid == before.pid && p.name == before.name) still.push_back(p);
+    if (still.empty()) {
+        setIfChanged(status_, shown(quitText::vanished));
+        return;
+    }
+    const auto report = quitter_.forceQuit(*now, still);
+    setIfChanged(status_, shown(report.text));
+}
+
+QString ExplainPanel::titleText() const { return title_->text(); }
+QString ExplainPanel::bodyText() const { return body_->text() + refusal_->text() + processes_->text(); }
+QString ExplainPanel::statusText() const { return status_->text(); }
+QString ExplainPanel::badgeText() const { return badge_->text(); }
+bool ExplainPanel::quitEnabled() const { return quitButton_->isEnabled() && !quitButton_->isHidden(); }
+
+}  // namespace qm::app

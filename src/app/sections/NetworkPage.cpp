@@ -1,0 +1,86 @@
+#include "app/sections/NetworkPage.h"
+
+#include <QLabel>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+#include "app/sections/SectionStyle.h"
+#include "app/widgets/SeriesChart.h"
+#include "shell/MachineSections.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::app {
+
+namespace {
+void setText(QLabel* label, const QString& text) {
+    if (label->text() != text) label->setText(text);
+}
+
+QString rateText(double v) { return QString::fromStdString(Fmt::rate(v)); }
+
+QString legend(const QColor& a, const char* aName, double aValue, const QColor& b, const char* bName, double bValue) {
+    return QString("<span style=\"color:%1\">\u25a0</span> %2 <b>%3</b> &nbsp;&nbsp; "
+                   "<span style=\"color:%4\">\u25a0</span> %5 <b>%6</b>")
+        .arg(a.name(), QString::fromUtf8(aName), rateText(aValue), b.name(), QString::fromUtf8(bName), rateText(bValue));
+}
+
+const QColor inColor(0x3b, 0x7d, 0xd8), outColor(0xd8, 0x8a, 0x0b);
+}  // namespace
+
+NetworkPage::NetworkPage(AppContext& context, QWidget* parent) : SectionPage(Section::network, context, parent) {
+    using namespace sections::sectionText;
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    outer->addWidget(scroll);
+    auto* content = new QWidget(scroll);
+    scroll->setWidget(content);
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->addWidget(makePageTitle(networkTitle, content));
+
+    auto* network = new Card("Network", content);
+    netNow_ = makeText({}, network);
+    netNow_->setTextFormat(Qt::RichText);
+    net_ = new SeriesChart(network);
+    net_->setObjectName("networkChart");
+    net_->setMinimumHeight(150);
+    net_->setValueText(rateText);
+    totals_ = makeText({}, network, true);
+    network->body()->addWidget(netNow_);
+    network->body()->addWidget(net_);
+    network->body()->addWidget(totals_);
+    layout->addWidget(network);
+
+    auto* disk = new Card("Disk", content);
+    diskNow_ = makeText({}, disk);
+    diskNow_->setTextFormat(Qt::RichText);
+    disk_ = new SeriesChart(disk);
+    disk_->setObjectName("diskChart");
+    disk_->setMinimumHeight(150);
+    disk_->setValueText(rateText);
+    space_ = makeText({}, disk);
+    disk->body()->addWidget(diskNow_);
+    disk->body()->addWidget(disk_);
+    disk->body()->addWidget(space_);
+    layout->addWidget(disk);
+    layout->addStretch(1);
+}
+
+void NetworkPage::refresh() {
+    using namespace sections::sectionText;
+    const Monitor& monitor = *context().monitor;
+    const Snapshot& s = monitor.snapshot();
+    setText(netNow_, legend(inColor, download, s.network.rxRate, outColor, upload, s.network.txRate));
+    net_->setSeries({{download, inColor, monitor.rxSeries()}, {upload, outColor, monitor.txSeries()}});
+    setText(totals_, QString::fromStdString(sections::networkTotalsLine(s.network, s.uptime)));
+    setText(diskNow_, legend(inColor, diskRead, s.disk.readRate, outColor, diskWrite, s.disk.writeRate));
+    disk_->setSeries({{diskRead, inColor, monitor.diskReadSeries()}, {diskWrite, outColor, monitor.diskWriteSeries()}});
+    setText(space_, QString("%1: %2").arg(startupDisk, QString::fromStdString(sections::diskSpaceLine(s.disk))));
+}
+
+SectionPage* makeNetworkPage(AppContext& context, QWidget* parent) { return new NetworkPage(context, parent); }
+
+}  // namespace qm::app

@@ -1,0 +1,83 @@
+#include "app/sections/SectionStyle.h"
+
+#include <QLabel>
+#include <QVBoxLayout>
+
+#include "shell/PlatformWording.h"
+
+namespace qm::app {
+
+QString shown(const std::string& text) { return QString::fromStdString(forThisPlatform(text)); }
+
+QColor toneColor(Insights::Tone tone) {
+    switch (tone) {
+        case Insights::Tone::good: return QColor(0x2e, 0x9d, 0x4f);
+        case Insights::Tone::warn: return QColor(0xd8, 0x8a, 0x0b);
+        case Insights::Tone::bad: return QColor(0xd0, 0x3b, 0x32);
+        case Insights::Tone::secondary: return QColor(0x80, 0x80, 0x80);
+    }
+    return QColor(0x80, 0x80, 0x80);
+}
+
+QColor levelColor(int level) {
+    if (level >= 2) return toneColor(Insights::Tone::bad);
+    if (level == 1) return toneColor(Insights::Tone::warn);
+    return toneColor(Insights::Tone::good);
+}
+
+QLabel* makePageTitle(const QString& text, QWidget* parent) {
+    auto* label = new QLabel(text, parent);
+    QFont font = label->font();
+    font.setPointSizeF(font.pointSizeF() * 1.6);
+    font.setBold(true);
+    label->setFont(font);
+    label->setObjectName("pageTitle");
+    return label;
+}
+
+QLabel* makeText(const QString& text, QWidget* parent, bool secondary) {
+    auto* label = new QLabel(text, parent);
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    if (secondary) {
+        QPalette pal = label->palette();
+        pal.setColor(QPalette::WindowText, pal.color(QPalette::PlaceholderText));
+        label->setPalette(pal);
+    }
+    return label;
+}
+
+Card::Card(const QString& heading, QWidget* parent) : QFrame(parent) {
+    setFrameShape(QFrame::StyledPanel);
+    setObjectName("card");
+    body_ = new QVBoxLayout(this);
+    body_->setContentsMargins(12, 10, 12, 12);
+    body_->setSpacing(6);
+    heading_ = new QLabel(heading, this);
+    QFont font = heading_->font();
+    font.setBold(true);
+    heading_->setFont(font);
+    heading_->setVisible(!heading.isEmpty());
+    body_->addWidget(heading_);
+}
+
+}  // namespace qm::app
+
+namespace qm::app {
+QString symbolGlyph(const std::string& symbol) {
+    if (symbol == "info.circle.fill") return QString::fromUtf8("\u24d8");
+    if (symbol == "arrow.up.circle.fill") return QString::fromUtf8("\u2b06");
+    if (symbol == "hourglass") return QString::fromUtf8("\u231b");
+    if (symbol == "clock.badge.checkmark") return QString::fromUtf8("\u23f1");
+    if (symbol == "bolt.badge.clock") return QString::fromUtf8("\u26a1");
+    if (symbol.rfind("battery.", 0) == 0) return QString::fromUtf8("\U0001f50b");
+    return {};
+}
+
+QString visibleText(const QWidget* widget) {
+    QStringList lines;
+    for (const QLabel* label : widget->findChildren<QLabel*>())
+        if (label->isVisibleTo(widget) && !label->text().isEmpty()) lines << label->text();
+    return lines.join('\n');
+}
+}  // namespace qm::app

@@ -1,0 +1,49 @@
+// The few building blocks every section page shares: the page title, a card with a
+// heading, wrapped text, the colour of a verdict, and the system's wording for the
+// platform (the texts are written for a Mac; Linux shows "your computer").
+#pragma once
+
+#include <QColor>
+#include <QFrame>
+#include <QString>
+#include <string>
+
+#include "knowledge/Insights.h"
+
+class QLabel;
+class QVBoxLayout;
+
+namespace qm::app {
+
+// A user-visible sentence, in this platform's wording.
+QString shown(const std::string& text);
+
+QColor toneColor(Insights::Tone tone);
+QColor levelColor(int level);  // 0 fine, 1 attention, 2 alert
+
+// The big title at the top of a page.
+QLabel* makePageTitle(const QString& text, QWidget* parent);
+// A wrapped, selectable label.
+QLabel* makeText(const QString& text, QWidget* parent, bool secondary = false);
+
+// A rounded panel with a bold heading; content goes into layout().
+class Card : public QFrame {
+    Q_OBJECT
+public:
+    explicit Card(const QString& heading, QWidget* parent = nullptr);
+    QVBoxLayout* body() const { return body_; }
+    QLabel* heading() const { return heading_; }
+
+private:
+    QLabel* heading_;
+    QVBoxLayout* body_;
+};
+
+}  // namespace qm::app
+
+namespace qm::app {
+// A glyph standing in for a named system symbol ("info.circle.fill").
+QString symbolGlyph(const std::string& symbol);
+// The text of every label under `widget` that is not hidden, one per line (tests).
+QString visibleText(const QWidget* widget);
+}  // namespace qm::app

@@ -1,0 +1,94 @@
+#include "app/sections/SensorsPage.h"
+
+#include <QLabel>
+#include <QScrollArea>
+#include <QVBoxLayout>
+
+#include "app/sections/SectionStyle.h"
+#include "app/widgets/SeriesChart.h"
+#include "shell/MachineSections.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::app {
+
+namespace {
+void setText(QLabel* label, const QString& text) {
+    if (label->text() != text) label->setText(text);
+}
+}  // namespace
+
+SensorsPage::SensorsPage(AppContext& context, QWidget* parent) : SectionPage(Section::sensors, context, parent) {
+    using namespace sections::sectionText;
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea(this);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    outer->addWidget(scroll);
+    auto* content = new QWidget(scroll);
+    scroll->setWidget(content);
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->addWidget(makePageTitle(sensorsTitle, content));
+
+    auto* thermal = new Card(thermalTitle, content);
+    thermal_ = makeText({}, thermal);
+    thermal_->setTextFormat(Qt::RichText);
+    thermalText_ = makeText({}, thermal, true);
+    thermal->body()->addWidget(thermal_);
+    thermal->body()->addWidget(thermalText_);
+    layout->addWidget(thermal);
+
+    temps_ = new Card("Temperatures", content);
+    chart_ = new SeriesChart(temps_);
+    chart_->setObjectName("temperatureChart");
+    chart_->setValueText([](double v) { return QString::fromStdString(Fmt::temp(v)); });
+    groups_ = makeText({}, temps_);
+    groups_->setTextFormat(Qt::RichText);
+    temps_->body()->addWidget(chart_);
+    temps_->body()->addWidget(groups_);
+    layout->addWidget(temps_);
+
+    none_ = new Card(noSensorsTitle, content);
+    none_->setObjectName("noSensors");
+    none_->body()->addWidget(makeText(shown(noSensorsText), none_, true));
+    layout->addWidget(none_);
+
+    auto* fans = new Card(fansTitle, content);
+    fans_ = makeText({}, fans);
+    fans->body()->addWidget(fans_);
+    layout->addWidget(fans);
+    layout->addStretch(1);
+}
+
+void SensorsPage::refresh() {
+    const Monitor& monitor = *context().monitor;
+    const ThermalStats& t = monitor.snapshot().thermal;
+    const auto label = Insights::thermalLabel(t.state);
+    setText(thermal_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
+                          .arg(toneColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
+    setText(thermalText_, shown(label.detail));
+
+    const auto groups = sections::sensorGroups(t);
+    none_->setVisible(groups.empty());
+    temps_->setVisible(!groups.empty());
+    QString html;
+    for (const auto& group : groups) {
+        html += QString("<p style=\"margin:6px 0 2px 0\"><b>%1</b> &nbsp; <span style=\"color:gray\">max</span> "
+                        "<b>%2</b></p>")
+                    .arg(QString::fromStdString(group.title), QString::fromStdString(Fmt::temp(group.maximum)));
+        for (const auto& r : group.readings)
+            html += QString("<span style=\"margin-left:12px\">%1</span> %2<br>")
+                        .arg(QString::fromStdString(r.name).toHtmlEscaped(), QString::fromStdString(Fmt::temp(r.value)));
+    }
+    setText(groups_, html);
+    chart_->setSeries({{"Hottest CPU sensor", QColor(0xd0, 0x3b, 0x32), monitor.tempSeries()}});
+
+    QStringList fans;
+    for (const auto& fan : t.fans) fans << QString::fromStdString(sections::fanLine(fan));
+    setText(fans_, fans.isEmpty() ? QString::fromUtf8(sections::sectionText::noFans) : fans.join('\n'));
+}
+
+SectionPage* makeSensorsPage(AppContext& context, QWidget* parent) { return new SensorsPage(context, parent); }
+
+}  // namespace qm::app

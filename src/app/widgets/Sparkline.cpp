@@ -1,0 +1,45 @@
+#include "app/widgets/Sparkline.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+
+namespace qm::app {
+
+void paintSparkline(QPainter& painter, const QRectF& rect, const std::vector<double>& values, double maximum,
+                    const QColor& color) {
+    if (values.size() < 2 || rect.width() < 4 || rect.height() < 4) return;
+    double top = maximum;
+    if (!(top > 0)) {
+        top = 0;
+        for (double v : values)
+            if (std::isfinite(v)) top = std::max(top, v);
+    }
+    if (!(top > 0)) top = 1;
+    const double step = rect.width() / static_cast<double>(values.size() - 1);
+    QPainterPath line;
+    for (size_t i = 0; i < values.size(); ++i) {
+        const double v = std::isfinite(values[i]) ? std::clamp(values[i] / top, 0.0, 1.0) : 0.0;
+        const QPointF point(rect.left() + step * static_cast<double>(i), rect.bottom() - v * rect.height());
+        if (i == 0)
+            line.moveTo(point);
+        else
+            line.lineTo(point);
+    }
+    QPainterPath fill = line;
+    fill.lineTo(rect.bottomRight());
+    fill.lineTo(rect.bottomLeft());
+    fill.closeSubpath();
+
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing, true);
+    QColor under = color;
+    under.setAlpha(50);
+    painter.fillPath(fill, under);
+    painter.setPen(QPen(color, 1.2));
+    painter.drawPath(line);
+    painter.restore();
+}
+
+}  // namespace qm::app

@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QHeaderView>
+#include <QImage>
+#include <QLabel>
+#include <QPixmap>
+#include <QLineEdit>
+#include <QTreeView>
+#include <csignal>
+
+#include "AppTestContext.h"
+#include "SectionTestData.h"
+#include "app/sections/AppsPage.h"
+#include "app/sections/AppsTreeModel.h"
+#include "app/sections/ExplainPanel.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::app {
+namespace {
+
+using test::group;
+using test::process;
+
+constexpr uint64_t MB = 1u << 20;
+
+Snapshot snapshot(std::vector<AppGroup> groups) {
+    Snapshot s;
+    s.date = 1000;
+    s.groups = std::move(groups);
+    for (const auto& g : s.groups) s.processCount += static_cast<int64_t>(g.processes.size());
+    return s;
+}
+
+std::vector<AppGroup> madeUp() {
+    return {group("app:/usr/share/applications/thunderbird.desktop", "Mail", ProcessKind::app,
+                  {process(10, "thunderbird", 2, 300 * MB), process(11, "MailHelper", 8, 100 * MB)}),
+            group("proc:mailsync", "mailsync", ProcessKind::background, {process(20, "mailsync", 1, 50 * MB)}),
+            group("app:/usr/share/applications/slack.desktop", "Slack", ProcessKind::app,
+                  {process(30, "slack", 30, 900 * MB)}),
+            group("proc:systemd-journald", "systemd-journald", ProcessKind::system,
+                  {process(40, "systemd-journald", 0.5, 20 * MB, 0)})};
+}
+
+QStringList topNames(const AppsTreeModel& model) {
+    QStringList names;
+    for (int r = 0; r < model.rowCount(); ++r) names << model.index(r, AppsTreeModel::name).data().toString();
+    return names;
+}
+
+class AppsSectionTest : public ::testing::Test {
+protected:
+    void SetUp() override { Fmt::setLocaleForTesting("en_US", "UTC"); }
+    void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
+};
+
+TEST_F(AppsSectionTest, TreeFilterQuerySortChildrenAndCountLine) {
+    test::AppTestContext t;
+    t.monitor->apply(snapshot(madeUp()));
+    AppsPage page(t.context);
+    page.refresh();
+    AppsTreeModel& model = *page.model();
+
+    EXPECT_EQ(page.filterField()->placeholderText(), "Filter apps and processes");
+    EXPECT_EQ(page.countLine()->text(),
+              "5 processes grouped into 4 rows. Helpers live under the app that owns them.");
+    EXPECT_EQ(topNames(model), (QStringList{"Slack", "Mail", "mailsync", "systemd-journald"})) << "CPU, busiest first";
+    // A two-process group expands into its processes, sorted like the table; one process does not.
+    const QModelIndex mail = model.index(1, 0);
+    ASSERT_EQ(model.rowCount(mail), 2);
+    EXPECT_EQ(model.index(0, AppsTreeModel::name, mail).data().toString(), "MailHelper");
+    EXPECT_EQ(model.rowCount(model.index(0, 0)), 0);
+    EXPECT_EQ(model.index(0, AppsTreeModel::memory).data().toString(), "900 MB");
+    EXPECT_EQ(model.index(3, AppsTreeModel::kind).data().toString(), QString::fromStdString(systemLabel()));
+
+    // Sorting by memory, then the same column again turns the order.
+    emit page.tree()->header()->sectionClicked(AppsTreeModel::memory);
+    EXPECT_EQ(topNames(model), (QStringList{"Slack", "Mail", "mailsync", "systemd-journald"}));
+    emit page.tree()->header()->sectionClicked(AppsTreeModel::memory);
+    EXPECT_EQ(topNames(model), (QStringList{"systemd-journald", "mailsync", "Mail", "Slack"}));
+    emit page.tree()->header()->sectionClicked(AppsTreeModel::cpu);
+
+    // The query keeps a group by its own name or by any of its processes' names.
+    page.filterField()->setText("MAIL");
+    EXPECT_EQ(topNames(model), (QStringList{"Mail", "mailsync"}));
+    EXPECT_EQ(page.countLine()->text(),
+              "3 processes grouped into 2 rows. Helpers live under the app that owns them.");
+    page.filterField()->setText("helper");
+    EXPECT_EQ(topNames(model), (QStringList{"Mail"}));
+
+    // The kind picker and the query apply together.
+    QComboBox* kinds = page.kindPicker();
+    ASSERT_EQ(kinds->count(), 4);
+    EXPECT_EQ(kinds->itemText(3), QString::fromStdString(systemLabel()));
+    kinds->setCurrentIndex(3);
+    EXPECT_EQ(model.rowCount(), 0);
+    page.filterField()->clear();
+    EXPECT_EQ(topNames(model), (QStringList{"systemd-journald"}));
+    kinds->setCurrentIndex(2);
+    EXPECT_EQ(topNames(model), (QStringList{"mailsync"}));
+}
+
+TEST_F(AppsSectionTest, SelectionExpansionAndTheNoticeSurviveRefreshesAndAVanishedGroupClearsThem) {
+    test::AppTestContext t;
+    auto groups = madeUp();
+    t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    page.refresh();
+    EXPECT_TRUE(page.notice()->isHidden());
+
+    // Selecting a process row selects it everywhere.
+    const QModelIndex helper = page.model()->indexOf("app:/usr/share/applications/thunderbird.desktop", 11);
+    ASSERT_TRUE(helper.isValid());
+    page.tree()->expand(helper.parent());
+    page.tree()->selectionModel()->setCurrentIndex(helper, QItemSelectionModel::ClearAndSelect |
+                                                               QItemSelectionModel::Rows);
+    EXPECT_EQ(t.ui.selectedGroup(), "app:/usr/share/applications/thunderbird.desktop");
+    EXPECT_EQ(t.ui.selectedPid(), 11);
+    EXPECT_EQ(page.panel()->titleText(), "MailHelper");
+
+    // Mail becomes the busiest; a root process appears without the helper's figures.
+    groups[0].processes[1].cpu = 80;
+    groups[0].cpu = 82;
+    groups[3].processes[0].isRestricted = true;
+    t.monitor->apply(snapshot(groups));
+    page.refresh();
+    const QModelIndex current = page.tree()->currentIndex();
+    ASSERT_TRUE(current.isValid());
+    EXPECT_EQ(current.data(AppsTreeModel::pidRole).toInt(), 11);
+    EXPECT_EQ(current.parent().row(), 0) << "the row moved to the top and the selection moved with it";
+    EXPECT_TRUE(page.tree()->isExpanded(current.parent()));
+    EXPECT_FALSE(page.notice()->isHidden());
+    EXPECT_EQ(t.ui.selectedPid(), 11);
+
+    // Revealing a group from elsewhere selects its row, even when the filter hid it.
+    page.filterField()->setText("slack");
+    t.ui.reveal("proc:mailsync");
+    EXPECT_EQ(page.filterField()->text(), "");
+    EXPECT_EQ(page.tree()->currentIndex().data(AppsTreeModel::groupIDRole).toString(), "proc:mailsync");
+
+    // The group quits: the selection and the panel clear.
+    groups.erase(groups.begin() + 1);
+    t.monitor->apply(snapshot(groups));
+    page.refresh();
+    EXPECT_FALSE(t.ui.selectedGroup());
+    EXPECT_FALSE(page.tree()->currentIndex().isValid());
+    EXPECT_FALSE(page.panel()->quitEnabled());
+}
+
+TEST_F(AppsSectionTest, ForceQuitAsksPolitelyFirstAndSendsTheForcedSignalOnlyToWhatIsStillRunning) {
+    test::AppTestContext t;
+    auto groups = madeUp();
+    t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    page.refresh();
+    ExplainPanel& panel = *page.panel();
+    std::vector<std::pair<int32_t, int>> sent;
+    panel.setQuitter(ProcessQuit(1000, 99999, [&](int32_t pid, int signal) {
+        sent.emplace_back(pid, signal);
+        return 0;
+    }));
+
+    t.ui.selectGroup("app:/usr/share/applications/thunderbird.desktop");
+    page.refresh();
+    ASSERT_TRUE(panel.quitEnabled());
+
+    // Declined: only the polite request went out.
+    panel.confirmForceQuit = [](const QString&) { return false; };
+    panel.forceQuit();
+    EXPECT_EQ(sent, (std::vector<std::pair<int32_t, int>>{{10, SIGTERM}, {11, SIGTERM}}));
+
+    // Confirmed, but one process quit while the dialog was open.
+    sent.clear();
+    panel.confirmForceQuit = [&](const QString& name) {
+        EXPECT_EQ(name, "Mail");
+        auto fewer = groups;
+        fewer[0].processes.pop_back();
+        t.monitor->apply(snapshot(fewer));
+        return true;
+    };
+    panel.forceQuit();
+    EXPECT_EQ(sent, (std::vector<std::pair<int32_t, int>>{{10, SIGTERM}, {11, SIGTERM}, {10, SIGKILL}}));
+    EXPECT_EQ(panel.statusText(), "Force quit Mail.");
+
+    // The whole group gone before the confirmation: nothing forced.
+    sent.clear();
+    panel.confirmForceQuit = [&](const QString&) {
+        t.monitor->apply(snapshot({groups[1]}));
+        return true;
+    };
+    panel.forceQuit();
+    EXPECT_EQ(sent.size(), 2u);
+    EXPECT_EQ(panel.statusText(), "It has already quit.");
+
+    // Another user's process: the panel says why, and nothing can be sent.
+    t.monitor->apply(snapshot(groups));
+    t.ui.selectGroup("proc:systemd-journald");
+    page.refresh();
+    EXPECT_FALSE(panel.quitEnabled());
+    EXPECT_TRUE(panel.bodyText().contains("Runs as another user, so Quillmere cannot quit it."));
+}
+
+TEST_F(AppsSectionTest, TwoThousandProcessesRefreshInPlaceWithTheirTrends) {
+    test::AppTestContext t;
+    std::vector<AppGroup> groups;
+    for (int g = 0; g < 400; ++g) {
+        std::vector<ProcessSample> members;
+        for (int p = 0; p < 5; ++p)
+            members.push_back(process(g * 10 + p, "worker" + std::to_string(p), (g * 7 + p) % 13, 10 * MB));
+        groups.push_back(group("proc:app" + std::to_string(g), "app" + std::to_string(g), ProcessKind::background,
+                               std::move(members)));
+    }
+    for (int tick = 0; tick < 3; ++tick) t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    page.resize(1000, 700);
+    page.refresh();
+    t.ui.selectGroup("proc:app123");
+    page.refresh();
+    EXPECT_EQ(page.countLine()->text(),
+              "2000 processes grouped into 400 rows. Helpers live under the app that owns them.");
+    EXPECT_EQ(t.monitor->appMemorySeries().at("proc:app123").size(), 3u);
+    // The trend cells paint from the Monitor's series.
+    const QImage image = page.grab().toImage();
+    EXPECT_FALSE(image.isNull());
+    EXPECT_EQ(page.tree()->currentIndex().data(AppsTreeModel::groupIDRole).toString(), "proc:app123");
+}
+
+}  // namespace
+}  // namespace qm::app

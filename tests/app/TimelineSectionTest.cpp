@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <QDateTime>
+#include <QPushButton>
+#include <filesystem>
+
+#include "AppTestContext.h"
+#include "SectionTestData.h"
+#include "app/sections/SectionStyle.h"
+#include "app/sections/TimelinePage.h"
+#include "app/widgets/SeriesChart.h"
+#include "history/HistoryStore.h"
+#include "shell/fmt/Fmt.h"
+
+namespace qm::app {
+namespace {
+
+// A history database in a fresh temporary folder, answering on Qt's main queue.
+struct TempHistory {
+    TempHistory() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "quillmere-timeline-XXXXXX").string();
+        dir = ::mkdtemp(pattern.data());
+    }
+    ~TempHistory() {
+        store.reset();
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    }
+    HistoryStore& open(SerialQueue& main) {
+        store = std::make_unique<HistoryStore>(dir + "/history.sqlite", &main);
+        return *store;
+    }
+    std::string dir;
+    std::unique_ptr<HistoryStore> store;
+};
+
+class TimelineSectionTest : public ::testing::Test {
+protected:
+    void SetUp() override { Fmt::setLocaleForTesting("en_US", "UTC"); }
+    void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
+};
+
+TEST_F(TimelineSectionTest, RangesScrollingBackAndTheMomentQueryOnARealHistory) {
+    test::AppTestContext t;
+    TempHistory history;
+    HistoryStore& store = history.open(t.mainQueue);
+    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+    test::fillHistory(store, now, 2);
+    t.context.history = &store;
+
+    TimelinePage page(t.context);
+    int shown = 0;
+    page.onShown = [&] { ++shown; };
+    page.activated();
+    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    EXPECT_EQ(page.view().range, HistoryTimelineView::Range::day);
+    EXPECT_GE(page.view().rows.size(), 286u);
+    EXPECT_LE(page.view().rows.size(), 288u);
+    EXPECT_FALSE(page.view().events.empty());
+    EXPECT_EQ(page.cpuChart()->series().at(0).values.size(), page.view().rows.size());
+
+    // The 30-day range asks for two-hour buckets: at most 360 points.
+    page.showRange(HistoryTimelineView::Range::month);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 2; }));
+    EXPECT_LE(page.view().rows.size(), 360u);
+    EXPECT_GE(page.view().rows.size(), 24u);
+
+    // One range back on 24H is yesterday; two back is before the history began.
+    page.showRange(HistoryTimelineView::Range::day, 1);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 3; }));
+    EXPECT_GE(page.view().rows.size(), 280u);
+    EXPECT_LT(page.view().rows.back().ts, now + 5 - 86400);  // the page read the clock a moment later
+    page.showRange(HistoryTimelineView::Range::day, 2);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 4; }));
+    EXPECT_TRUE(page.view().rows.empty()) << "the empty state shows";
+
+    // Pointing at a moment asks for the busiest apps of its five-minute bucket.
+    page.showRange(HistoryTimelineView::Range::day, 0);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 5; }));
+    const Date moment = static_cast<Date>(now - 3 * 3600 + 150);
+    page.pointAt(moment);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 6; }));
+    const auto& apps = page.view().atSelection;
+    ASSERT_FALSE(apps.empty());
+    EXPECT_LE(apps.size(), 6u);
+    const auto [from, to] = HistoryTimelineView::momentWindow(moment, HistoryTimelineView::Range::day);
+    for (const AppMinute& app : apps) {
+        EXPECT_GE(app.ts, from);
+        EXPECT_LT(app.ts, to);
+    }
+    EXPECT_TRUE(page.view().momentPanel().row.has_value());
+
+    // Each app opens its row in the apps section.
+    const auto buttons = page.momentAppButtons();
+    ASSERT_EQ(buttons.size(), static_cast<int>(apps.size()));
+    buttons.front()->click();
+    EXPECT_EQ(t.ui.section(), Section::apps);
+    EXPECT_EQ(t.ui.selectedGroup(), apps.front().key);
+}
+
+TEST_F(TimelineSectionTest, AnEmptyHistoryShowsTheRecordingHasStartedState) {
+    test::AppTestContext t;
+    TempHistory history;
+    t.context.history = &history.open(t.mainQueue);
+    TimelinePage page(t.context);
+    int shown = 0;
+    page.onShown = [&] { ++shown; };
+    page.activated();
+    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    EXPECT_TRUE(page.view().loaded);
+    EXPECT_TRUE(page.view().rows.empty());
+    const QString text = visibleText(&page);
+    EXPECT_TRUE(text.contains("Recording has started"));
+    EXPECT_TRUE(text.contains("Point at any moment to see which apps were busiest"));
+    EXPECT_TRUE(text.contains("0 events"));
+}
+
+}  // namespace
+}  // namespace qm::app
