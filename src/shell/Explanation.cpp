@@ -49,16 +49,18 @@ std::string commandLineText(const std::string& raw, size_t limit) {
     return line;
 }
 
-Explanation explain(const AppGroup& group, std::optional<int32_t> pid, const ProcessEntry* entry) {
+Explanation explain(const AppGroup& group, std::optional<int32_t> pid, const ProcessEntry* entry,
+                    const ProcessEntry* processEntry) {
     Explanation out;
     const ProcessSample* process = nullptr;
     if (pid)
         for (const ProcessSample& p : group.processes)
             if (p.pid == *pid) process = &p;
 
+    if (process && processEntry) entry = processEntry;
     out.known = entry != nullptr;
     if (process) {
-        out.title = entry ? entry->title : process->name;
+        out.title = processEntry ? processEntry->title : process->name;
         out.subtitle = process->name + " \u00b7 pid " + std::to_string(process->pid) + " in " + group.name;
     } else {
         out.title = entry ? entry->title : group.name;

@@ -41,8 +41,11 @@ struct Explanation {
 };
 
 // The panel for a group, or for one of its processes when `pid` names one.
-// `entry` is the library's answer for the group (may be null).
-Explanation explain(const AppGroup& group, std::optional<int32_t> pid, const ProcessEntry* entry);
+// `entry` is the library's answer for the group, `processEntry` its answer for the
+// selected process's own name (either may be null). A process is titled by its own
+// entry or name, and explained by its own entry, else by its group's.
+Explanation explain(const AppGroup& group, std::optional<int32_t> pid, const ProcessEntry* entry,
+                    const ProcessEntry* processEntry = nullptr);
 
 // "Safe to quit", "Quit with care", "Don't quit", "No advice on quitting".
 std::string safetyTitle(ProcessEntry::Safety safety);
@@ -63,7 +66,8 @@ inline constexpr const char* whyBusy = "Why it can be busy";
 inline constexpr const char* whatToDo = "What to do";
 inline constexpr const char* processes = "Processes";
 inline constexpr const char* learnMore = "Learn more";
-inline constexpr const char* nothingSelected = "Select an app or process to see what it is and whether it is safe to quit.";
+inline constexpr const char* nothingSelected =
+    "Select an app or process to see what it is and whether it is safe to quit.";
 inline constexpr const char* approximateMark = "\u2248";
 }  // namespace explainText
 

@@ -32,9 +32,7 @@ std::string swapLine(const MemoryStats& m) {
     return line + " swap used";
 }
 
-int64_t installedGB(uint64_t totalBytes) {
-    return std::llround(static_cast<double>(totalBytes) / 1073741824.0);
-}
+int64_t installedGB(uint64_t totalBytes) { return std::llround(static_cast<double>(totalBytes) / 1073741824.0); }
 
 std::string groupTitle(SensorReading::Group group) {
     switch (group) {
@@ -76,15 +74,18 @@ std::string rpm(double value) {
 
 std::string fanLine(const FanReading& fan) {
     std::string line = "Fan " + std::to_string(fan.index + 1) + " \u00b7 " + rpm(fan.rpm) + " rpm";
-    if (fan.min && fan.max) line += " (" + rpm(*fan.min) + "\u2013" + rpm(*fan.max) + ")";
-    else if (fan.max) line += " (up to " + rpm(*fan.max) + ")";
+    if (fan.min && fan.max)
+        line += " (" + rpm(*fan.min) + "\u2013" + rpm(*fan.max) + ")";
+    else if (fan.max)
+        line += " (up to " + rpm(*fan.max) + ")";
     return line;
 }
 
 std::string networkTotalsLine(const NetworkStats& n, double uptime) {
     std::string line = "Received " + Fmt::bytes(static_cast<double>(n.rxTotal)) + ", sent " +
                        Fmt::bytes(static_cast<double>(n.txTotal));
-    if (std::isfinite(uptime) && uptime >= 60) return line + " since the system started " + Fmt::duration(uptime) + " ago.";
+    if (std::isfinite(uptime) && uptime >= 60)
+        return line + " since the system started " + Fmt::duration(uptime) + " ago.";
     return line + " since the system started.";
 }
 

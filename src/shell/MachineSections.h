@@ -75,8 +75,7 @@ namespace sectionText {
 inline constexpr const char* estimatedPower =
     "Estimated: each app's share of the machine's power, by the CPU time it used.";
 inline constexpr const char* noBattery = "No battery. This machine runs on external power.";
-inline constexpr const char* onAdapterNoSession =
-    "Plugged in. This card fills in while your Mac runs on battery.";
+inline constexpr const char* onAdapterNoSession = "Plugged in. This card fills in while your Mac runs on battery.";
 inline constexpr const char* topMemoryTitle = "Using the most memory";
 inline constexpr const char* swapTitle = "Swap";
 inline constexpr const char* pressureTitle = "Memory pressure";

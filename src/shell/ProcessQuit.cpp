@@ -1,8 +1,8 @@
 #include "shell/ProcessQuit.h"
 
-#include <csignal>
-#include <cerrno>
 #include <unistd.h>
+#include <cerrno>
+#include <csignal>
 
 #include "processes/KernelGroup.h"
 
@@ -71,17 +71,17 @@ ProcessQuit::Report ProcessQuit::send(const AppGroup& group, const std::vector<P
 
 ProcessQuit::Report ProcessQuit::quit(const AppGroup& group, const std::vector<ProcessSample>& targets) {
     Report report = send(group, targets, SIGTERM);
-    report.text = report.signalled > 0   ? quitText::asked(group.name, report.refused)
+    report.text = report.signalled > 0  ? quitText::asked(group.name, report.refused)
                   : report.refused == 0 ? std::string(quitText::vanished)
-                                         : refusal(group, targets).value_or(quitText::otherUser);
+                                        : refusal(group, targets).value_or(quitText::otherUser);
     return report;
 }
 
 ProcessQuit::Report ProcessQuit::forceQuit(const AppGroup& group, const std::vector<ProcessSample>& targets) {
     Report report = send(group, targets, SIGKILL);
-    report.text = report.signalled > 0   ? quitText::forced(group.name, report.refused)
+    report.text = report.signalled > 0  ? quitText::forced(group.name, report.refused)
                   : report.refused == 0 ? std::string(quitText::vanished)
-                                         : refusal(group, targets).value_or(quitText::otherUser);
+                                        : refusal(group, targets).value_or(quitText::otherUser);
     return report;
 }
 

@@ -4,8 +4,8 @@
 #include <QHeaderView>
 #include <QImage>
 #include <QLabel>
-#include <QPixmap>
 #include <QLineEdit>
+#include <QPixmap>
 #include <QTreeView>
 #include <csignal>
 
@@ -62,8 +62,7 @@ TEST_F(AppsSectionTest, TreeFilterQuerySortChildrenAndCountLine) {
     AppsTreeModel& model = *page.model();
 
     EXPECT_EQ(page.filterField()->placeholderText(), "Filter apps and processes");
-    EXPECT_EQ(page.countLine()->text(),
-              "5 processes grouped into 4 rows. Helpers live under the app that owns them.");
+    EXPECT_EQ(page.countLine()->text(), "5 processes grouped into 4 rows. Helpers live under the app that owns them.");
     EXPECT_EQ(topNames(model), (QStringList{"Slack", "Mail", "mailsync", "systemd-journald"})) << "CPU, busiest first";
     // A two-process group expands into its processes, sorted like the table; one process does not.
     const QModelIndex mail = model.index(1, 0);
@@ -83,8 +82,7 @@ TEST_F(AppsSectionTest, TreeFilterQuerySortChildrenAndCountLine) {
     // The query keeps a group by its own name or by any of its processes' names.
     page.filterField()->setText("MAIL");
     EXPECT_EQ(topNames(model), (QStringList{"Mail", "mailsync"}));
-    EXPECT_EQ(page.countLine()->text(),
-              "3 processes grouped into 2 rows. Helpers live under the app that owns them.");
+    EXPECT_EQ(page.countLine()->text(), "3 processes grouped into 2 rows. Helpers live under the app that owns them.");
     page.filterField()->setText("helper");
     EXPECT_EQ(topNames(model), (QStringList{"Mail"}));
 
@@ -112,8 +110,8 @@ TEST_F(AppsSectionTest, SelectionExpansionAndTheNoticeSurviveRefreshesAndAVanish
     const QModelIndex helper = page.model()->indexOf("app:/usr/share/applications/thunderbird.desktop", 11);
     ASSERT_TRUE(helper.isValid());
     page.tree()->expand(helper.parent());
-    page.tree()->selectionModel()->setCurrentIndex(helper, QItemSelectionModel::ClearAndSelect |
-                                                               QItemSelectionModel::Rows);
+    page.tree()->selectionModel()->setCurrentIndex(helper,
+                                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
     EXPECT_EQ(t.ui.selectedGroup(), "app:/usr/share/applications/thunderbird.desktop");
     EXPECT_EQ(t.ui.selectedPid(), 11);
     EXPECT_EQ(page.panel()->titleText(), "MailHelper");

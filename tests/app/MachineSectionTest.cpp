@@ -8,8 +8,8 @@
 #include "app/sections/SectionStyle.h"
 #include "app/sections/SensorsPage.h"
 #include "app/widgets/SeriesChart.h"
-#include "shell/PlatformWording.h"
 #include "shell/fmt/Fmt.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 namespace {
@@ -127,7 +127,8 @@ TEST_F(MachineSectionTest, SensorsAndNetworkShowTheirFiguresAndAPlainStateWithou
     EXPECT_TRUE(text.contains("Cool"));
 
     s.thermal.state = ThermalState::serious;
-    s.thermal.sensors = {{"Package id 0", 91.4, SensorReading::Group::cpu}, {"Core 3", 88, SensorReading::Group::cpu},
+    s.thermal.sensors = {{"Package id 0", 91.4, SensorReading::Group::cpu},
+                         {"Core 3", 88, SensorReading::Group::cpu},
                          {"Composite", 44, SensorReading::Group::storage}};
     s.thermal.fans = {{0, 4200, 1200.0, 5800.0}};
     t.monitor->apply(s);

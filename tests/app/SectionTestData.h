@@ -57,8 +57,8 @@ namespace qm::app::test {
 // Minutes of made-up history ending at `end` (exclusive): a day's rhythm in the CPU,
 // memory and power figures, a few apps a minute, and an event every few hours.
 inline void fillHistory(HistoryStore& store, int64_t end, int64_t days, int appsPerMinute = 6) {
-    static const char* names[] = {"Firefox", "Slack", "Code", "Thunderbird", "Terminal", "gnome-shell", "Xorg",
-                                  "pipewire", "tracker-miner-fs-3", "dockerd"};
+    static const char* names[] = {"Firefox",     "Slack", "Code",     "Thunderbird",        "Terminal",
+                                  "gnome-shell", "Xorg",  "pipewire", "tracker-miner-fs-3", "dockerd"};
     SystemMinute sys;
     std::vector<AppMinute> apps;
     const int64_t start = end - days * 86400;

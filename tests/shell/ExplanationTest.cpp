@@ -59,7 +59,17 @@ TEST_F(ExplanationTest, LibraryEntryGivesTheFullPanelAndAnUnknownGroupStillGetsI
 
     // One process of the group.
     const Explanation one = explain(firefox(), 300, &entry);
+    EXPECT_EQ(one.title, "firefox") << "a process is titled by its own name";
+    EXPECT_EQ(one.oneLiner, "Mozilla's web browser.") << "and explained by its group's entry";
     EXPECT_EQ(one.subtitle, "firefox · pid 300 in Firefox");
+    ProcessEntry content;
+    content.id = "firefox-content";
+    content.title = "Firefox page process";
+    content.oneLiner = "Runs one site.";
+    const Explanation own = explain(firefox(), 301, &entry, &content);
+    EXPECT_EQ(own.title, "Firefox page process");
+    EXPECT_EQ(own.oneLiner, "Runs one site.");
+    EXPECT_EQ(own.safety, ProcessEntry::Safety::unknown);
     ASSERT_EQ(one.processes.size(), 1u);
     EXPECT_EQ(one.processes[0].pid, 300);
 

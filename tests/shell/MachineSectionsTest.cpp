@@ -64,7 +64,8 @@ TEST_F(MachineSectionsTest, NetworkDiskTimelineAndNoticeTexts) {
     NetworkStats n;
     n.rxTotal = 3 * GiB / 2;
     n.txTotal = 310ull << 20;
-    EXPECT_EQ(networkTotalsLine(n, 2 * 86400 + 5 * 3600), "Received 1.5 GB, sent 310 MB since the system started 2d 5h ago.");
+    EXPECT_EQ(networkTotalsLine(n, 2 * 86400 + 5 * 3600),
+              "Received 1.5 GB, sent 310 MB since the system started 2d 5h ago.");
     EXPECT_EQ(networkTotalsLine(n, 0), "Received 1.5 GB, sent 310 MB since the system started.");
     DiskStats d;
     EXPECT_EQ(diskSpaceLine(d), "—");

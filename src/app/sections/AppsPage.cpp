@@ -29,7 +29,7 @@ TrendDelegate::TrendDelegate(const Monitor& monitor, QObject* parent)
     : QStyledItemDelegate(parent), monitor_(monitor) {}
 
 void TrendDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
-    QStyledItemDelegate::paint(painter, option, index);  // background and selection
+    QStyledItemDelegate::paint(painter, option, index);                                    // background and selection
     if (index.data(AppsTreeModel::pidRole).isValid() && index.parent().isValid()) return;  // process rows: no trend
     const std::string id = index.data(AppsTreeModel::groupIDRole).toString().toStdString();
     const bool memory = index.column() == AppsTreeModel::memoryTrend;

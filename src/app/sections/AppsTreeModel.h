@@ -27,8 +27,7 @@ public:
     const std::vector<ProcRow>& rows() const { return rows_; }
 
     // The index of a group's row, or of one of its process rows; invalid when absent.
-    QModelIndex indexOf(const std::string& groupID, std::optional<int32_t> pid = std::nullopt,
-                        int column = name) const;
+    QModelIndex indexOf(const std::string& groupID, std::optional<int32_t> pid = std::nullopt, int column = name) const;
     // The row an index stands for, or null.
     const ProcRow* row(const QModelIndex& index) const;
 

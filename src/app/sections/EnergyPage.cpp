@@ -23,8 +23,9 @@ void setText(QLabel* label, const QString& text) {
 }
 
 QString line(const std::string& name, const std::string& value, const std::string& extra = {}) {
-    QString html = QString("%1 <b>%2</b>").arg(QString::fromStdString(name).toHtmlEscaped(),
-                                               QString::fromStdString(value).toHtmlEscaped());
+    QString html =
+        QString("%1 <b>%2</b>")
+            .arg(QString::fromStdString(name).toHtmlEscaped(), QString::fromStdString(value).toHtmlEscaped());
     if (!extra.empty()) html += " <span style=\"color:gray\">" + shown(extra).toHtmlEscaped() + "</span>";
     return html + "<br>";
 }
@@ -53,8 +54,8 @@ EnergyPage::EnergyPage(AppContext& context, QWidget* parent) : SectionPage(Secti
     layout->addWidget(sentence_);
 
     auto* row = new QHBoxLayout;
-    auto* powerCard = new Card(symbolGlyph(energy::powerNowSymbol) + " " + QString::fromUtf8(energy::powerNowHeader),
-                               content);
+    auto* powerCard =
+        new Card(symbolGlyph(energy::powerNowSymbol) + " " + QString::fromUtf8(energy::powerNowHeader), content);
     powerNow_ = makeText({}, powerCard);
     powerNow_->setTextFormat(Qt::RichText);
     estimateNote_ = makeText({}, powerCard, true);
@@ -121,8 +122,8 @@ void EnergyPage::refresh() {
     QString users;
     bool estimated = false;
     for (const auto& user : energy::powerNow(s)) {
-        const auto group = std::find_if(s.groups.begin(), s.groups.end(),
-                                        [&](const AppGroup& g) { return g.id == user.key; });
+        const auto group =
+            std::find_if(s.groups.begin(), s.groups.end(), [&](const AppGroup& g) { return g.id == user.key; });
         const bool guess = group != s.groups.end() && sections::powerEstimated(*group);
         estimated = estimated || guess;
         users += line(user.name, (guess ? "\u2248 " : "") + Fmt::watts(user.watts));
@@ -162,9 +163,9 @@ void EnergyPage::refresh() {
         setText(drainText_, drain.isEmpty() ? shown(energy::drainMeasuring).toHtmlEscaped() : drain);
     } else {
         setText(drainSubtitle_, {});
-        setText(drainText_, shown(b.present ? sections::sectionText::onAdapterNoSession
-                                            : sections::sectionText::noBattery)
-                                .toHtmlEscaped());
+        setText(drainText_,
+                shown(b.present ? sections::sectionText::onAdapterNoSession : sections::sectionText::noBattery)
+                    .toHtmlEscaped());
     }
 
     // Today.

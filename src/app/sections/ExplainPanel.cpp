@@ -111,23 +111,30 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     }
 
     const ProcessEntry* entry = library_ ? library_->lookup(*group) : nullptr;
-    const Explanation e = explain(*group, pid, entry);
+    const ProcessEntry* own = nullptr;
+    if (library_ && pid)
+        for (const ProcessSample& p : group->processes)
+            if (p.pid == *pid) own = library_->lookup(p.name, group->kind != ProcessKind::app);
+    const Explanation e = explain(*group, pid, entry, own);
     setIfChanged(title_, shown(e.title));
     setIfChanged(subtitle_, shown(e.subtitle));
     const QColor tone = toneColor(e.safetyTone);
-    QString safety = QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>").arg(tone.name(), escaped(e.safetyTitle));
+    QString safety =
+        QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>").arg(tone.name(), escaped(e.safetyTitle));
     if (e.safetyNote) safety += " \u2014 " + escaped(*e.safetyNote);
     safety_->setTextFormat(Qt::RichText);
     setIfChanged(safety_, safety);
 
     QString body = "<p>" + escaped(e.oneLiner) + "</p>";
-    if (e.summary) body += QString("<p><b>%1</b><br>%2</p>").arg(QString::fromUtf8(explainText::whatItDoes), escaped(*e.summary));
+    if (e.summary)
+        body += QString("<p><b>%1</b><br>%2</p>").arg(QString::fromUtf8(explainText::whatItDoes), escaped(*e.summary));
     body += bullets(explainText::whyBusy, e.whyHigh);
     body += bullets(explainText::whatToDo, e.whatToDo);
     if (e.typical) body += "<p><i>" + escaped(*e.typical) + "</i></p>";
     setIfChanged(body_, body);
     setIfChanged(link_, e.webURL ? QString("<a href=\"%1\">%2</a>")
-                                       .arg(QString::fromStdString(*e.webURL).toHtmlEscaped(), QString::fromUtf8(explainText::learnMore))
+                                       .arg(QString::fromStdString(*e.webURL).toHtmlEscaped(),
+                                            QString::fromUtf8(explainText::learnMore))
                                  : QString());
 
     QString list = QString("<p><b>%1</b></p>").arg(QString::fromUtf8(explainText::processes));
@@ -172,9 +179,9 @@ void ExplainPanel::setBadge(const std::string& path) {
         QMetaObject::invokeMethod(
             app,
             [self, path, info] {
-                if (!self || self->badgePath_ != path) return;
-                setIfChanged(self->badge_, QString("<b>%1</b> \u2014 %2")
-                                               .arg(escaped(info.title()), escaped(info.explanation())));
+            if (!self || self->badgePath_ != path) return;
+            setIfChanged(self->badge_,
+                         QString("<b>%1</b> \u2014 %2").arg(escaped(info.title()), escaped(info.explanation())));
             },
             Qt::QueuedConnection);
     });
@@ -203,8 +210,8 @@ void ExplainPanel::forceQuit() {
     const std::optional<int32_t> pid = pid_;
     // The polite request goes first; many apps are gone before the dialog is read.
     quitter_.quit(asked, ProcessQuit::targets(asked, pid));
-    const QString name = QString::fromStdString(pid ? "pid " + std::to_string(*pid) + " (" + asked.name + ")"
-                                                    : asked.name);
+    const QString name =
+        QString::fromStdString(pid ? "pid " + std::to_string(*pid) + " (" + asked.name + ")" : asked.name);
     if (!confirmForceQuit || !confirmForceQuit(name)) return;
     // The group may have quit or changed while the dialog was open: only its processes
     // that are still running (same pid, same name) get the forced signal.

@@ -19,9 +19,11 @@ void setText(QLabel* label, const QString& text) {
 QString rateText(double v) { return QString::fromStdString(Fmt::rate(v)); }
 
 QString legend(const QColor& a, const char* aName, double aValue, const QColor& b, const char* bName, double bValue) {
-    return QString("<span style=\"color:%1\">\u25a0</span> %2 <b>%3</b> &nbsp;&nbsp; "
-                   "<span style=\"color:%4\">\u25a0</span> %5 <b>%6</b>")
-        .arg(a.name(), QString::fromUtf8(aName), rateText(aValue), b.name(), QString::fromUtf8(bName), rateText(bValue));
+    return QString(
+               "<span style=\"color:%1\">\u25a0</span> %2 <b>%3</b> &nbsp;&nbsp; "
+               "<span style=\"color:%4\">\u25a0</span> %5 <b>%6</b>")
+        .arg(a.name(), QString::fromUtf8(aName), rateText(aValue), b.name(), QString::fromUtf8(bName),
+             rateText(bValue));
 }
 
 const QColor inColor(0x3b, 0x7d, 0xd8), outColor(0xd8, 0x8a, 0x0b);

@@ -3,7 +3,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-#include "shell/PlatformWording.h"
+#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 

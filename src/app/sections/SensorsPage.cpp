@@ -74,12 +74,14 @@ void SensorsPage::refresh() {
     temps_->setVisible(!groups.empty());
     QString html;
     for (const auto& group : groups) {
-        html += QString("<p style=\"margin:6px 0 2px 0\"><b>%1</b> &nbsp; <span style=\"color:gray\">max</span> "
-                        "<b>%2</b></p>")
+        html += QString(
+                    "<p style=\"margin:6px 0 2px 0\"><b>%1</b> &nbsp; <span style=\"color:gray\">max</span> "
+                    "<b>%2</b></p>")
                     .arg(QString::fromStdString(group.title), QString::fromStdString(Fmt::temp(group.maximum)));
         for (const auto& r : group.readings)
-            html += QString("<span style=\"margin-left:12px\">%1</span> %2<br>")
-                        .arg(QString::fromStdString(r.name).toHtmlEscaped(), QString::fromStdString(Fmt::temp(r.value)));
+            html +=
+                QString("<span style=\"margin-left:12px\">%1</span> %2<br>")
+                    .arg(QString::fromStdString(r.name).toHtmlEscaped(), QString::fromStdString(Fmt::temp(r.value)));
     }
     setText(groups_, html);
     chart_->setSeries({{"Hottest CPU sensor", QColor(0xd0, 0x3b, 0x32), monitor.tempSeries()}});

@@ -84,8 +84,8 @@ TimelinePage::TimelinePage(AppContext& context, QWidget* parent) : SectionPage(S
     chartsLayout->addWidget(memory_);
     chartsLayout->addWidget(chartLabel("Power", chartsPage));
     chartsLayout->addWidget(power_);
-    auto* empty = new Card(symbolGlyph(HistoryTimelineView::emptySymbol) + " " + HistoryTimelineView::emptyTitle,
-                           charts_);
+    auto* empty =
+        new Card(symbolGlyph(HistoryTimelineView::emptySymbol) + " " + HistoryTimelineView::emptyTitle, charts_);
     empty->setObjectName("timelineEmpty");
     empty->body()->addWidget(makeText(shown(HistoryTimelineView::emptyText), empty));
     empty->body()->addStretch(1);
@@ -124,10 +124,10 @@ TimelinePage::TimelinePage(AppContext& context, QWidget* parent) : SectionPage(S
             [this](int id) { showRange(static_cast<HistoryTimelineView::Range>(id), 0); });
     connect(earlier_, &QPushButton::clicked, this, [this] { showRange(view_.range, back_ + 1); });
     connect(later_, &QPushButton::clicked, this, [this] { showRange(view_.range, std::max(0, back_ - 1)); });
-    for (SeriesChart* chart : {cpu_, memory_, power_}) connect(chart, &SeriesChart::pointed, this, &TimelinePage::pointAt);
-    connect(events_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) {
-        pointAt(item->data(Qt::UserRole).toDouble());
-    });
+    for (SeriesChart* chart : {cpu_, memory_, power_})
+        connect(chart, &SeriesChart::pointed, this, &TimelinePage::pointAt);
+    connect(events_, &QListWidget::itemClicked, this,
+            [this](QListWidgetItem* item) { pointAt(item->data(Qt::UserRole).toDouble()); });
     showMoment();
 }
 

@@ -73,8 +73,7 @@ QRectF SeriesChart::plotRect() const {
 
 double SeriesChart::xAt(size_t index, size_t count) const {
     const QRectF plot = plotRect();
-    if (!xs_.empty() && index < xs_.size())
-        return plot.left() + (xs_[index] - xMin_) / (xMax_ - xMin_) * plot.width();
+    if (!xs_.empty() && index < xs_.size()) return plot.left() + (xs_[index] - xMin_) / (xMax_ - xMin_) * plot.width();
     if (count <= 1) return plot.right();
     return plot.left() + static_cast<double>(index) / static_cast<double>(count - 1) * plot.width();
 }
