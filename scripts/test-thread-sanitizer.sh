@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # Builds the test programs whose code crosses threads (the sampler's queue, the history
-# store's queue, the main loop, the formatters' caches) with ThreadSanitizer and runs
-# them; the first data race or lock-order report stops the test and fails the run.
+# store's queue, the main loop, the formatters' caches, the notification thread) with
+# ThreadSanitizer and runs them; the first data race or lock-order report stops the
+# test and fails the run.
 #   scripts/test-thread-sanitizer.sh [build-folder]      (default build-tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 build="${1:-build-tsan}"
 jobs="${JOBS:-2}"
-programs=(test_core test_history test_fmt)
+programs=(test_core test_history test_fmt test_alerts)
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g1" -DQUILLMERE_TSAN=ON \
       -DQUILLMERE_BENCH=OFF -DQUILLMERE_APP=OFF -DQUILLMERE_WERROR=ON >/dev/null
