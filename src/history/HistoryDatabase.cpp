@@ -10,6 +10,7 @@
 #include "history/HistorySQL.h"
 #include "history/RecorderLock.h"
 #include "history/SqliteStatement.h"
+#include "history/WalCheck.h"
 
 namespace qm {
 
@@ -112,6 +113,25 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
     const bool recorder = RecorderLock::heldByThisProcess(path_);
     bool hadHistory = fileBytes(path_) > 0;
     ensurePrivateFile(path_);
+
+    // A damaged WAL still holds the transactions after the damage, which SQLite would
+    // drop and then delete: the recorder keeps a copy first, a reader leaves it alone.
+    const std::string wal = path_ + "-wal";
+    if (walIsDamaged(wal)) {
+        if (!recorder) {
+            error_ = "the history's write-ahead log " + wal +
+                     " is damaged; the recorder keeps a copy of it when it next opens the history";
+            logLine(error_);
+            return false;
+        }
+        auto copy = keepDamagedWal(path_, nowSeconds);
+        if (!copy) {
+            error_ = "the history's write-ahead log " + wal + " is damaged and no copy of it could be kept";
+            logLine(error_);
+            return false;
+        }
+        logLine("the history's write-ahead log " + wal + " is damaged; kept a copy as " + *copy);
+    }
 
     // A file that is not SQLite at all is moved aside before SQLite touches it: opening
     // it would discard the WAL beside it, which may hold the newest minutes.

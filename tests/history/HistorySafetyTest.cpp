@@ -12,6 +12,7 @@
 #include "TempDirectory.h"
 #include "history/HistoryStore.h"
 #include "history/RecorderLock.h"
+#include "history/WalCheck.h"
 
 using namespace qm;
 using qm::testing::LogCapture;
@@ -209,4 +210,47 @@ TEST(HistorySafety, AFailedQueryIsLoggedAndReportedNotAnsweredEmpty) {
     EXPECT_TRUE(store.appMinutesSync(0, realNow * 2).empty());
     EXPECT_EQ(log.lines().size(), 1u);
     EXPECT_NE(store.error().find(path), std::string::npos);
+}
+
+TEST(HistorySafety, ADamagedWriteAheadLogIsKeptNeverDropped) {
+    TempDirectory dir;
+    const std::string live = dir.file("live.sqlite");
+    const std::string path = dir.file("history.sqlite");
+    {
+        // Copy the database and its log while the log still holds the minutes.
+        HistoryStore store(live);
+        for (int i = 0; i < 6; ++i)
+            store.write(minuteAt(realNow + 60 * i), {{realNow + 60 * i, "proc:a", "a", 1, 1, 0, 0}});
+        store.waitUntilIdle();
+        std::filesystem::copy_file(live, path);
+        std::filesystem::copy_file(live + "-wal", path + "-wal");
+    }
+    EXPECT_FALSE(walIsDamaged(path + "-wal"));
+    // Damage the page data of the second frame; later frames are intact.
+    {
+        std::fstream file(path + "-wal", std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(32 + (24 + 4096) + 24 + 100);
+        file.write("\x5a\x5a\x5a\x5a", 4);
+    }
+    ASSERT_TRUE(walIsDamaged(path + "-wal"));
+    const uint64_t walSize = std::filesystem::file_size(path + "-wal");
+    {
+        LogCapture log;
+        HistoryStore reader(path);
+        EXPECT_FALSE(reader.isOpen());
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_NE(log.lines()[0].find("write-ahead log"), std::string::npos);
+    }
+    ASSERT_TRUE(std::filesystem::exists(path + "-wal"));
+    EXPECT_EQ(std::filesystem::file_size(path + "-wal"), walSize);
+
+    RecorderLock lock(path);
+    LogCapture log;
+    HistoryStore recorder(path);
+    EXPECT_TRUE(recorder.isOpen());
+    bool copied = false;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+        if (entry.path().string().find(".wal-damaged-") != std::string::npos)
+            copied = std::filesystem::file_size(entry.path()) == walSize;
+    EXPECT_TRUE(copied);
 }
