@@ -12,6 +12,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto cpus = qm::parseProcStatCPUs(text);
     // Four counters per CPU, always.
     if (cpus.size() % 4 != 0) std::abort();
+    // One number per CPU's counters.
+    if (qm::parseProcStatCPUNumbers(text).size() * 4 != cpus.size()) std::abort();
     (void)qm::parseBootTime(text);
     for (const auto& interface : qm::parseNetDev(text)) (void)interface.name.size();
     for (const auto& disk : qm::parseDiskstats(text)) (void)qm::isVirtualBlockDevice(disk.name);

@@ -8,6 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     auto info = qm::parseMeminfo(text);
     auto zram = qm::parseZramUsed(text);
     (void)qm::memoryFromMeminfo(info, zram);
+    (void)qm::zramDeviceUsed(text, text);
     if (auto stall = qm::parsePressureStall(text)) (void)qm::levelFromStallShares(stall->someAvg10, stall->fullAvg10);
     return 0;
 }

@@ -32,7 +32,7 @@ std::string padded(const std::string& text, size_t width) {
 }
 
 void printText(const ThermalStats& stats) {
-    const auto label = Insights::thermalLabel(stats.state);
+    const auto label = Insights::thermalLabel(stats);
     text << "Thermal state: " << label.label;
     if (!label.detail.empty()) text << " \u2014 " << label.detail;
     text << '\n';
@@ -75,7 +75,7 @@ void write(bool json) {
     const ThermalStats stats = readAll();
     if (json) {
         nlohmann::json out = stats;
-        out["stateLabel"] = Insights::thermalLabel(stats.state).label;
+        out["stateLabel"] = Insights::thermalLabel(stats).label;
         printJson(out);
     } else {
         printText(stats);

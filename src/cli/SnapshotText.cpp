@@ -11,8 +11,9 @@ namespace qm::cli {
 
 namespace {
 
-std::string thermalName(ThermalState state) {
-    switch (state) {
+std::string thermalName(const ThermalStats& stats) {
+    if (!stats.hasSensors && stats.state == ThermalState::nominal) return "no temperature sensors";
+    switch (stats.state) {
         case ThermalState::nominal: return "nominal";
         case ThermalState::fair: return "fair";
         case ThermalState::serious: return "serious";
@@ -64,7 +65,10 @@ std::string describeSnapshot(const Snapshot& s) {
              Fmt::bytes(static_cast<double>(s.disk.freeSpace)) + " free of " +
              Fmt::bytes(static_cast<double>(s.disk.totalSpace)));
     line(out, "GPU", s.gpu ? Fmt::percent(*s.gpu) : Fmt::absent);
-    line(out, "Power", Fmt::watts(s.systemPower));
+    std::string power = Fmt::watts(s.systemPower);
+    // RAPL's package zones leave out the display, storage and the rest of the board.
+    if (s.systemPower && s.systemPowerScope == PowerScope::package) power += " (processor package only)";
+    line(out, "Power", power);
     if (s.battery.present) {
         const auto& b = s.battery;
         std::string text = Fmt::percent(static_cast<int>(std::lround(b.percent)));
@@ -77,7 +81,7 @@ std::string describeSnapshot(const Snapshot& s) {
     } else {
         line(out, "Battery", "none");
     }
-    std::string thermal = thermalName(s.thermal.state);
+    std::string thermal = thermalName(s.thermal);
     if (s.thermal.socTemp)
         thermal += ", chip " + Fmt::temp(s.thermal.socTemp) + " (hottest " + Fmt::temp(s.thermal.socMax) + ")";
     if (!s.thermal.fans.empty()) {

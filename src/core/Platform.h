@@ -66,6 +66,7 @@ public:
 struct PowerReading {
     BatteryStats battery;
     std::optional<double> systemPower;  // watts
+    PowerScope systemPowerScope = PowerScope::machine;
 };
 
 class PowerSource {

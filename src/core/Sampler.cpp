@@ -122,6 +122,7 @@ void Sampler::sample() {
     }
     s.battery = lastBattery_ ? lastBattery_->battery : BatteryStats{};
     s.systemPower = lastBattery_ ? lastBattery_->systemPower : std::nullopt;
+    if (lastBattery_) s.systemPowerScope = lastBattery_->systemPowerScope;
 
     // Sensors: the light list most ticks; the full list often while the sensors screen is open.
     const bool full = fullSensors.load(std::memory_order_relaxed);

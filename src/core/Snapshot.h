@@ -14,6 +14,11 @@ namespace qm {
 // An absolute point in time: seconds since 1970-01-01 UTC.
 using Date = double;
 
+// What a whole-machine power figure covers: the whole machine (battery discharge,
+// platform telemetry, the RAPL "psys" zone) or only the processor package (RAPL
+// package zones, which leave out the display, storage and the rest of the board).
+enum class PowerScope { machine, package };
+
 enum class PressureLevel { normal, warning, critical };
 std::string_view rawValue(PressureLevel level);
 std::optional<PressureLevel> pressureLevelFromRaw(std::string_view raw);
@@ -112,6 +117,9 @@ struct FanReading {
 
 struct ThermalStats {
     ThermalState state = ThermalState::nominal;
+    // False when the machine shows no temperature sensor at all (many virtual machines):
+    // its state then says nothing about heat, only about throttling.
+    bool hasSensors = true;
     std::optional<double> socTemp;
     std::optional<double> socMax;
     std::optional<double> gpuTemp;
@@ -210,6 +218,7 @@ struct Snapshot {
     MemoryStats memory;
     std::optional<double> gpu;
     std::optional<double> systemPower;
+    PowerScope systemPowerScope = PowerScope::machine;
     NetworkStats network;
     DiskStats disk;
     BatteryStats battery;

@@ -62,6 +62,7 @@ void to_json(json& j, const FanReading& v) {
 
 void to_json(json& j, const ThermalStats& v) {
     j = json{{"state", static_cast<int>(v.state)},
+             {"hasSensors", v.hasSensors},
              {"socTemp", opt(v.socTemp)},
              {"socMax", opt(v.socMax)},
              {"gpuTemp", opt(v.gpuTemp)},
@@ -117,6 +118,7 @@ void to_json(json& j, const Snapshot& v) {
              {"memory", v.memory},
              {"gpu", opt(v.gpu)},
              {"systemPower", opt(v.systemPower)},
+             {"systemPowerScope", v.systemPowerScope == PowerScope::package ? "package" : "machine"},
              {"network", v.network},
              {"disk", v.disk},
              {"battery", v.battery},

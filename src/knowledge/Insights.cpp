@@ -121,6 +121,12 @@ ThermalLabel thermalLabel(ThermalState state) {
     return {"Unknown", "", Tone::secondary};
 }
 
+ThermalLabel thermalLabel(const ThermalStats& stats) {
+    if (!stats.hasSensors && stats.state == ThermalState::nominal)
+        return {"No sensors", "This machine has no temperature sensors.", Tone::secondary};
+    return thermalLabel(stats.state);
+}
+
 std::string pressureExplanation(PressureLevel level) {
     switch (level) {
         case PressureLevel::normal:

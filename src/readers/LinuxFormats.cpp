@@ -4,8 +4,12 @@
 
 namespace qm {
 
-std::vector<uint32_t> parseProcStatCPUs(std::string_view procStat) {
-    std::vector<uint32_t> counters;
+namespace {
+
+// Calls `each(number, counters)` for every per-CPU line of /proc/stat until one is
+// malformed (the CPUs after it are not trusted).
+template <typename Each>
+void forEachCPULine(std::string_view procStat, Each each) {
     for (auto line : splitLines(procStat)) {
         if (!line.starts_with("cpu") || line.size() < 4 || line[3] < '0' || line[3] > '9') continue;
         auto fields = splitFields(line);
@@ -21,14 +25,30 @@ std::vector<uint32_t> parseProcStatCPUs(std::string_view procStat) {
             }
             v[i] = *value;
         }
-        if (!ok) break;
+        auto number = parseInt(fields[0].substr(3));
+        if (!ok || !number || *number < 0 || *number > 1 << 20) break;
+        each(static_cast<int>(*number), v);
+    }
+}
+
+}  // namespace
+
+std::vector<uint32_t> parseProcStatCPUs(std::string_view procStat) {
+    std::vector<uint32_t> counters;
+    forEachCPULine(procStat, [&](int, const uint64_t(&v)[8]) {
         const uint64_t user = v[0], nice = v[1], system = v[2] + v[5] + v[6] + v[7], idle = v[3] + v[4];
         counters.push_back(static_cast<uint32_t>(user));
         counters.push_back(static_cast<uint32_t>(system));
         counters.push_back(static_cast<uint32_t>(idle));
         counters.push_back(static_cast<uint32_t>(nice));
-    }
+    });
     return counters;
+}
+
+std::vector<int> parseProcStatCPUNumbers(std::string_view procStat) {
+    std::vector<int> numbers;
+    forEachCPULine(procStat, [&](int number, const uint64_t(&)[8]) { numbers.push_back(number); });
+    return numbers;
 }
 
 std::optional<int64_t> parseBootTime(std::string_view procStat) {

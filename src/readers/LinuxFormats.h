@@ -17,6 +17,9 @@ namespace qm {
 // to their low 32 bits; the reader's differences are modulo 2^32. A malformed CPU
 // line ends the list (the CPUs after it are not trusted).
 std::vector<uint32_t> parseProcStatCPUs(std::string_view procStat);
+// The CPU numbers of the same lines, in the same order: offline CPUs (nosmt, or
+// taken down by hand) have no line, so the Nth counters need not be CPU N's.
+std::vector<int> parseProcStatCPUNumbers(std::string_view procStat);
 // The "btime" line of /proc/stat: boot time in Unix seconds.
 std::optional<int64_t> parseBootTime(std::string_view procStat);
 

@@ -16,13 +16,21 @@ const MachineInfo& MachineInfo::current() {
     return info;
 }
 
-std::vector<CoreType> coreTypesFromLists(size_t cpuCount, const std::vector<int>& performance,
+std::vector<CoreType> coreTypesFromLists(const std::vector<int>& cpus, const std::vector<int>& performance,
                                          const std::vector<int>& efficiency) {
-    std::vector<CoreType> types(cpuCount, CoreType::unknown);
-    for (int cpu : performance)
-        if (cpu >= 0 && static_cast<size_t>(cpu) < cpuCount) types[cpu] = CoreType::performance;
-    for (int cpu : efficiency)
-        if (cpu >= 0 && static_cast<size_t>(cpu) < cpuCount) types[cpu] = CoreType::efficiency;
+    std::vector<CoreType> types;
+    types.reserve(cpus.size());
+    auto listed = [](const std::vector<int>& list, int cpu) {
+        return std::find(list.begin(), list.end(), cpu) != list.end();
+    };
+    for (int cpu : cpus) {
+        if (listed(efficiency, cpu))
+            types.push_back(CoreType::efficiency);
+        else if (listed(performance, cpu))
+            types.push_back(CoreType::performance);
+        else
+            types.push_back(CoreType::unknown);
+    }
     return types;
 }
 
@@ -32,8 +40,9 @@ std::vector<CoreType> coreTypesFromCapacities(const std::vector<std::optional<ui
         return types;
     auto [lo, hi] = std::minmax_element(capacities.begin(), capacities.end());
     if (**lo == **hi) return types;  // a symmetric machine: no types to tell apart
+    const uint64_t middle = **lo + (**hi - **lo) / 2;
     for (size_t i = 0; i < capacities.size(); ++i)
-        types[i] = *capacities[i] == **hi ? CoreType::performance : CoreType::efficiency;
+        types[i] = *capacities[i] > middle ? CoreType::performance : CoreType::efficiency;
     return types;
 }
 

@@ -31,12 +31,17 @@ struct MachineInfo {
 // This machine's description (defined in linux/ or darwin/).
 MachineInfo readMachineInfo();
 
-// Core types from the lists of performance and efficiency CPUs (hybrid Intel:
-// cpu_core/cpus and cpu_atom/cpus); CPUs in neither list stay unknown.
-std::vector<CPUStats::CoreType> coreTypesFromLists(size_t cpuCount, const std::vector<int>& performance,
+// Core types of the CPUs `cpus` lists (CPU numbers in the order the per-core figures
+// come, which skips offline CPUs), from the lists of performance and efficiency CPU
+// numbers (hybrid Intel: cpu_core/cpus and cpu_atom/cpus); CPUs in neither list stay
+// unknown.
+std::vector<CPUStats::CoreType> coreTypesFromLists(const std::vector<int>& cpus, const std::vector<int>& performance,
                                                    const std::vector<int>& efficiency);
-// Core types from each CPU's relative capacity (big.LITTLE ARM): the highest
-// capacity is performance, lower ones efficiency; all equal or any unknown: unknown.
+// Core types from each CPU's relative capacity (big.LITTLE and DynamIQ ARM). Cores
+// above the middle of the range between the smallest and the largest capacity are
+// performance cores, the rest efficiency cores, so on a three-level phone chip
+// (1024, 870, 325) the middle cores count as performance cores. All equal, or any
+// unknown: unknown.
 std::vector<CPUStats::CoreType> coreTypesFromCapacities(const std::vector<std::optional<uint64_t>>& capacities);
 // The macOS fallback when the registry has no cluster information: performance cores first.
 std::vector<CPUStats::CoreType> coreTypesFromCounts(size_t cpuCount, int64_t performance, int64_t efficiency);

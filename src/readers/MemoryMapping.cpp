@@ -58,14 +58,16 @@ std::optional<PressureStall> parsePressureStall(std::string_view text) {
     return stall;
 }
 
-MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> compressed) {
+MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> zramUsed) {
     MemoryStats m;
     m.total = field(info, "MemTotal");
-    m.app = field(info, "AnonPages");
-    m.wired =
-        field(info, "Unevictable") + field(info, "SUnreclaim") + field(info, "KernelStack") + field(info, "PageTables");
-    m.compressed = compressed ? *compressed : field(info, "Zswap");
-    m.cached = minusFloor(field(info, "Cached") + field(info, "SReclaimable"), field(info, "Shmem"));
+    const uint64_t shared = field(info, "Shmem");
+    m.app = field(info, "AnonPages") + shared;
+    m.wired = minusFloor(field(info, "Unevictable"), field(info, "Mlocked")) + field(info, "SUnreclaim") +
+              field(info, "KernelStack") + field(info, "PageTables");
+    // A machine may use both: zram as swap, and zswap in front of a swap file.
+    m.compressed = zramUsed.value_or(0) + field(info, "Zswap");
+    m.cached = minusFloor(field(info, "Buffers") + field(info, "Cached") + field(info, "SReclaimable"), shared);
     m.free = field(info, "MemFree");
     m.swapTotal = field(info, "SwapTotal");
     m.swapUsed = minusFloor(m.swapTotal, field(info, "SwapFree") + field(info, "SwapCached"));
@@ -94,6 +96,16 @@ std::optional<uint64_t> parseZramUsed(std::string_view mmStat) {
     auto fields = splitFields(trim(mmStat));
     if (fields.size() < 3) return std::nullopt;
     return parseUInt(fields[2]);
+}
+
+std::optional<uint64_t> zramDeviceUsed(std::string_view disksize, std::string_view mmStat) {
+    auto size = parseUInt(trim(disksize));
+    if (!size || *size == 0) return std::nullopt;
+    auto fields = splitFields(trim(mmStat));
+    bool anything = false;
+    for (auto f : fields) anything = anything || parseUInt(f).value_or(0) != 0;
+    if (!anything) return std::nullopt;
+    return parseZramUsed(mmStat);
 }
 
 MemoryStats memoryFromVMCounts(uint64_t total, std::optional<VMCounts> vm, uint64_t pageSize, uint64_t swapUsed,

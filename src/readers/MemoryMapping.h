@@ -27,9 +27,18 @@ struct PressureStall {
 };
 std::optional<PressureStall> parsePressureStall(std::string_view text);
 
-// Memory figures from meminfo; `compressed` is what zram or zswap occupies, when known.
+// Memory figures from meminfo, chosen so that the parts add up to MemTotal:
+//   app        AnonPages + Shmem: process memory, and shared memory (tmpfs, /dev/shm,
+//              memfd, GPU buffers) which lives until someone frees it, like an app's;
+//   wired      Unevictable − Mlocked + SUnreclaim + KernelStack + PageTables: memory
+//              the kernel cannot give back. Mlocked pages are unevictable but already
+//              counted where they belong (AnonPages, or Cached for locked files);
+//   compressed what the zram devices in use occupy (`zramUsed`), plus zswap's pool;
+//   cached     Buffers + Cached + SReclaimable − Shmem: what the kernel can drop
+//              (Cached includes shared memory, which cannot be dropped);
+//   free       MemFree.
 // The pressure level is left normal: it needs the stall figures (below).
-MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> compressed);
+MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> zramUsed);
 
 // The level from the share of an interval that tasks stalled on memory: critical when
 // everything stalled for 10 % of the time or some tasks for 40 %, warning from 10 % of
@@ -40,6 +49,12 @@ PressureLevel levelFromAvailable(uint64_t available, uint64_t total);
 
 // The third field of a zram device's mm_stat: bytes of memory the compressed store uses.
 std::optional<uint64_t> parseZramUsed(std::string_view mmStat);
+
+// What one zram device occupies when it is in use, from its disksize and mm_stat
+// files. A device that was never set up (disk size 0), one that holds nothing yet (an
+// all-zero mm_stat) or one whose files do not parse is absent, so it cannot stand in
+// for zswap's figure.
+std::optional<uint64_t> zramDeviceUsed(std::string_view disksize, std::string_view mmStat);
 
 // --- macOS ---
 

@@ -67,6 +67,7 @@ SensorReader::SensorReader(std::unique_ptr<SensorBackend> backend) : backend_(st
 
 ThermalStats SensorReader::read(bool full) {
     ThermalStats stats;
+    stats.hasSensors = backend_ && !backend_->channels().empty();
     if (!backend_) return stats;
     stats.state = backend_->thermalState();
 

@@ -122,6 +122,15 @@ TEST_F(InsightsTest, ThermalLabelsAndPressureSentences) {
                                       Insights::Tone::bad}));
     EXPECT_EQ(Insights::thermalLabel(static_cast<ThermalState>(7)),
               (Insights::ThermalLabel{"Unknown", "", Insights::Tone::secondary}));
+    // No temperature sensors: nothing to call cool; throttling still shows.
+    ThermalStats noSensors;
+    noSensors.hasSensors = false;
+    EXPECT_EQ(Insights::thermalLabel(noSensors),
+              (Insights::ThermalLabel{"No sensors", "This machine has no temperature sensors.",
+                                      Insights::Tone::secondary}));
+    noSensors.state = ThermalState::fair;
+    EXPECT_EQ(Insights::thermalLabel(noSensors).label, "Warm");
+    EXPECT_EQ(Insights::thermalLabel(ThermalStats{}).label, "Cool");
     EXPECT_EQ(Insights::pressureExplanation(PressureLevel::normal),
               "macOS has room to spare. High \"used\" memory is fine: macOS keeps files cached so "
               "apps open faster.");

@@ -24,6 +24,12 @@ TEST(ProcStatTest, RealFileMapsTheKernelStatesToFourCounters) {
     EXPECT_EQ(counters[28], 29098u);
     EXPECT_EQ(counters[31], 268u);
     EXPECT_EQ(parseBootTime(text), 1418183276);
+    EXPECT_EQ(parseProcStatCPUNumbers(text), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
+    // An offline CPU has no line: the numbers say which counters are whose.
+    EXPECT_EQ(parseProcStatCPUNumbers("cpu 1 1 1 1\ncpu0 1 2 3 4\ncpu2 1 2 3 4\ncpu3 1 2 3 4\n"),
+              (std::vector<int>{0, 2, 3}));
+    EXPECT_EQ(parseProcStatCPUNumbers("cpu0 1 2 3 4\ncpu1 1 x 3 4\n"), (std::vector<int>{0}));
+    EXPECT_TRUE(parseProcStatCPUNumbers("cpu99999999999999999999 1 2 3 4\n").empty());
 }
 
 TEST(ProcStatTest, MalformedLinesEndTheListAndNeverThrow) {

@@ -41,6 +41,7 @@ public:
     MachineTree(const MachineTree&) = delete;
     MachineTree& operator=(const MachineTree&) = delete;
 
+    std::string path(const std::string& relative) const { return root_ + "/" + relative; }
     void write(const std::string& relative, const std::string& text) const {
         remove(relative);
         fs::path path = fs::path(root_) / relative;
@@ -114,11 +115,13 @@ TEST(LinuxSourcesTest, MemoryFromTheSampleMachine) {
     auto source = makeMemorySource();
     MemoryStats m = source->read();
     EXPECT_EQ(m.total, 15666184 * KB);
-    EXPECT_EQ(m.app, 266216 * KB);
+    EXPECT_EQ(m.app, (266216 + 1308) * KB) << "anonymous and shared memory";
     EXPECT_EQ(m.wired, (0 + 69140 + 1616 + 5288) * KB);
     EXPECT_EQ(m.compressed, 22414 * KB) << "zswap, as the machine has no zram";
-    EXPECT_EQ(m.cached, (12007640 + 1738124 - 1308) * KB);
+    EXPECT_EQ(m.cached, (1020128 + 12007640 + 1738124 - 1308) * KB) << "buffers are cache too";
     EXPECT_EQ(m.free, 440324 * KB);
+    const auto parts = static_cast<double>(m.app + m.wired + m.compressed + m.cached + m.free);
+    EXPECT_NEAR(parts / static_cast<double>(m.total), 1.0, 0.02) << "the parts add up to the whole";
     EXPECT_EQ(m.swapTotal, 0u);
     EXPECT_EQ(m.swapUsed, 0u);
     EXPECT_DOUBLE_EQ(m.pressure, 0.0) << "this kernel predates MemAvailable";
@@ -137,12 +140,50 @@ TEST(LinuxSourcesTest, MemoryFromTheSampleMachine) {
     EXPECT_EQ(source->read().pressureLevel, PressureLevel::warning);
 }
 
+// 1 GiB written to /dev/shm: Shmem grows by it, and the file cache (Cached, which
+// holds shared memory too) makes room for it.
+TEST(LinuxSourcesTest, SharedMemoryCountsAsInUseAndThePartsStillAddUp) {
+    MachineTree tree;
+    const MemoryStats before = makeMemorySource()->read();
+    std::string meminfo = readFile(tree.path("proc/meminfo")).value_or("");
+    auto replace = [&](const std::string& from, const std::string& to) {
+        meminfo.replace(meminfo.find(from), from.size(), to);
+    };
+    replace("Shmem:              1308 kB", "Shmem:           1049884 kB");
+    tree.write("proc/meminfo", meminfo);
+    const MemoryStats after = makeMemorySource()->read();
+    EXPECT_EQ(after.app - before.app, 1024 * 1024 * KB);
+    EXPECT_EQ(before.cached - after.cached, 1024 * 1024 * KB);
+    const auto parts = static_cast<double>(after.app + after.wired + after.compressed + after.cached + after.free);
+    EXPECT_NEAR(parts / static_cast<double>(after.total), 1.0, 0.02);
+
+    // Locked pages are unevictable and also anonymous: counted once, as app memory.
+    replace("Unevictable:           0 kB", "Unevictable:       10000 kB");
+    replace("Mlocked:               0 kB", "Mlocked:            8000 kB");
+    tree.write("proc/meminfo", meminfo);
+    EXPECT_EQ(makeMemorySource()->read().wired, after.wired + 2000 * KB);
+}
+
 TEST(LinuxSourcesTest, ZramAndAvailableMemoryVariants) {
     MachineTree tree;
+    const uint64_t zswap = 22414 * KB;  // the sample machine's zswap pool
+    tree.write("sys/block/zram0/disksize", "8589934592\n");
     tree.write("sys/block/zram0/mm_stat", "4096 1024 8192 0 8192 0 0 0 0\n");
+    tree.write("sys/block/zram1/disksize", "4294967296\n");
     tree.write("sys/block/zram1/mm_stat", "10 10 100 0 100 0 0 0 0\n");
     tree.write("sys/block/zram2/disksize", "0\n");  // a device that was never set up
-    EXPECT_EQ(makeMemorySource()->read().compressed, 8292u) << "zram's own figure, summed over devices";
+    tree.write("sys/block/zram2/mm_stat", "0 0 4096 0 0 0 0 0 0\n");
+    tree.write("sys/block/zram3/disksize", "4294967296\n");  // set up, holds nothing
+    tree.write("sys/block/zram3/mm_stat", "0 0 0 0 0 0 0 0 0\n");
+    tree.write("sys/block/zram4/disksize", "4294967296\n");
+    tree.write("sys/block/zram4/mm_stat", "");                     // broken
+    tree.write("sys/block/zram5/mm_stat", "1 1 1 1 1 1 1 1 1\n");  // no disksize file
+    EXPECT_EQ(makeMemorySource()->read().compressed, 8292u + zswap) << "zram devices in use, and zswap's pool";
+
+    // An idle zram device, as many distributions set up by default, beside zswap in use.
+    tree.remove("sys/block/zram0");
+    tree.remove("sys/block/zram1");
+    EXPECT_EQ(makeMemorySource()->read().compressed, zswap) << "an unused device does not hide zswap";
 
     tree.remove("proc/pressure");
     tree.append("proc/meminfo", "MemAvailable:    1566618 kB\n");  // 10 % of MemTotal
@@ -239,6 +280,25 @@ TEST(LinuxSourcesTest, MachineInfoFromTheSampleMachine) {
         tree.write("sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/cpu_capacity", cpu < 2 ? "1024\n" : "446\n");
     info = readMachineInfo();
     EXPECT_EQ(info.performanceCores, 2);
+    EXPECT_EQ(info.efficiencyCores, 6);
+
+    // A hybrid machine with CPU 1 offline: /proc/stat skips it, and the types stay
+    // with their cores instead of sliding down by one.
+    tree.write("sys/devices/cpu_core/cpus", "0,2-5\n");
+    tree.write("sys/devices/cpu_atom/cpus", "6-7\n");
+    std::string stat = readFile(tree.path("proc/stat")).value_or("");
+    stat.erase(stat.find("cpu1 "), stat.find("cpu2 ") - stat.find("cpu1 "));
+    tree.write("proc/stat", stat);
+    info = readMachineInfo();
+    using CT = CPUStats::CoreType;
+    EXPECT_EQ(info.logicalCPUs, 7);
+    EXPECT_EQ(info.coreTypes, (std::vector<CT>{CT::performance, CT::performance, CT::performance, CT::performance,
+                                               CT::performance, CT::efficiency, CT::efficiency}));
+    tree.remove("sys/devices/cpu_core");
+    tree.remove("sys/devices/cpu_atom");
+    tree.write("sys/devices/system/cpu/cpu1/cpu_capacity", "garbage\n");  // offline: not read
+    info = readMachineInfo();
+    EXPECT_EQ(info.performanceCores, 1) << "capacities by CPU number too";
     EXPECT_EQ(info.efficiencyCores, 6);
 
     tree.remove("proc");

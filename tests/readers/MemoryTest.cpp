@@ -27,12 +27,13 @@ TEST(MeminfoTest, MapsFieldsToMemoryStats) {
     Meminfo info = parseMeminfo(
         "MemTotal: 1000 kB\nMemFree: 100 kB\nMemAvailable: 250 kB\nCached: 300 kB\nSReclaimable: 50 kB\n"
         "Shmem: 20 kB\nAnonPages: 400 kB\nUnevictable: 1 kB\nSUnreclaim: 2 kB\nKernelStack: 3 kB\n"
-        "PageTables: 4 kB\nSwapTotal: 500 kB\nSwapFree: 300 kB\nSwapCached: 50 kB\nZswap: 70 kB\n");
+        "PageTables: 4 kB\nSwapTotal: 500 kB\nSwapFree: 300 kB\nSwapCached: 50 kB\nZswap: 70 kB\n"
+        "Buffers: 5 kB\nMlocked: 1 kB\n");
     MemoryStats m = memoryFromMeminfo(info, std::nullopt);
     EXPECT_EQ(m.total, 1000 * KB);
-    EXPECT_EQ(m.app, 400 * KB);
-    EXPECT_EQ(m.wired, 10 * KB);
-    EXPECT_EQ(m.cached, 330 * KB);
+    EXPECT_EQ(m.app, 420 * KB) << "anonymous pages and shared memory";
+    EXPECT_EQ(m.wired, 9 * KB) << "mlocked pages are already in AnonPages";
+    EXPECT_EQ(m.cached, 335 * KB) << "buffers, page cache and reclaimable slab, less shared memory";
     EXPECT_EQ(m.free, 100 * KB);
     EXPECT_EQ(m.swapTotal, 500 * KB);
     EXPECT_EQ(m.swapUsed, 150 * KB) << "swap cached in memory is not in use";
@@ -40,7 +41,7 @@ TEST(MeminfoTest, MapsFieldsToMemoryStats) {
     EXPECT_EQ(m.pressureLevel, PressureLevel::normal);
 
     EXPECT_EQ(m.compressed, 70 * KB) << "zswap counts when there is no zram";
-    EXPECT_EQ(memoryFromMeminfo(info, 9000).compressed, 9000u) << "zram's own figure wins";
+    EXPECT_EQ(memoryFromMeminfo(info, 9000).compressed, 9000 + 70 * KB) << "zram and zswap both count";
 }
 
 TEST(MeminfoTest, ClampsInsteadOfWrapping) {
@@ -100,6 +101,13 @@ TEST(ZramTest, ThirdFieldOfMmStatIsTheMemoryUsed) {
     EXPECT_FALSE(parseZramUsed("4096 1024"));
     EXPECT_FALSE(parseZramUsed("4096 1024 lots"));
     EXPECT_FALSE(parseZramUsed(""));
+
+    EXPECT_EQ(zramDeviceUsed("8589934592\n", "4096 1024 8192 0 8192 0 0 0 0\n"), 8192u);
+    EXPECT_FALSE(zramDeviceUsed("0\n", "4096 1024 8192 0 8192 0 0 0 0\n")) << "never set up";
+    EXPECT_FALSE(zramDeviceUsed("8589934592", "0 0 0 0 0 0 0 0 0")) << "set up, holds nothing";
+    EXPECT_FALSE(zramDeviceUsed("8589934592", ""));
+    EXPECT_FALSE(zramDeviceUsed("", "1 1 1"));
+    EXPECT_FALSE(zramDeviceUsed("big", "1 1 1"));
 }
 
 TEST(VMCountsTest, PagesBecomeBytesAndPurgeableNeverWraps) {

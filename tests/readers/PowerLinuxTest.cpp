@@ -70,7 +70,50 @@ TEST(PowerLinux, IntelLaptopMeasuresRaplPackagesOnly) {
 
     time.now += 1;
     tree.write(package, "7000000");  // wrapped at max_energy_range_uj (262143328850)
-    EXPECT_NEAR(*source.read()->systemPower, (262143328850.0 - 240442366267.0 + 7000000.0) * 1e-6, 1e-6);
+    auto wrapped = source.read();
+    EXPECT_NEAR(*wrapped->systemPower, (262143328850.0 - 240442366267.0 + 7000000.0) * 1e-6, 1e-6);
+    EXPECT_EQ(wrapped->systemPowerScope, PowerScope::package) << "the package alone is not the whole machine";
+}
+
+// Intel laptops also have a "psys" zone for the whole platform, which holds the
+// package: a package at 10 W and psys at 15 W is 15 W, not 25 W.
+TEST(PowerLinux, PlatformZoneIsUsedAloneAndTheZonesAreListedOnceAMinute) {
+    SensorTestTree tree("intel-laptop");
+    const std::string package = "sys/class/powercap/intel-rapl:0/energy_uj";
+    const std::string psys = "sys/class/powercap/intel-rapl:1/energy_uj";
+    tree.write("sys/class/powercap/intel-rapl:1/name", "psys");
+    tree.write(psys, "1000000000");
+    tree.write("sys/class/powercap/intel-rapl:1/max_energy_range_uj", "262143328850");
+    tree.write("sys/class/powercap/intel-rapl:2/name", "dram");  // not a package: not summed
+    tree.write("sys/class/powercap/intel-rapl:2/energy_uj", "5");
+    ManualSeconds time;
+    LinuxPowerSource source(tree.root(), time.clock());
+
+    time.now += 2;
+    tree.write(package, "240442366267");  // +20 J: 10 W
+    tree.write(psys, "1030000000");       // +30 J: 15 W
+    auto reading = source.read();
+    EXPECT_DOUBLE_EQ(*reading->systemPower, 15);
+    EXPECT_EQ(reading->systemPowerScope, PowerScope::machine);
+
+    // The platform counter becomes unreadable: no figure until the zones are listed
+    // again, then the package alone.
+    tree.write(psys, "");
+    time.now += 2;
+    EXPECT_FALSE(source.read()->systemPower) << "on mains, nothing to fall back on";
+    time.now += 60;
+    source.read();  // lists the zones again: the package, measured from here
+    time.now += 2;
+    tree.write(package, "240462366267");  // +20 J: 10 W
+    reading = source.read();
+    EXPECT_DOUBLE_EQ(*reading->systemPower, 10);
+    EXPECT_EQ(reading->systemPowerScope, PowerScope::package);
+
+    // A psys zone whose counter file is missing altogether is passed over too.
+    tree.remove("sys/class/powercap/intel-rapl:1/energy_uj");
+    EXPECT_EQ(planRapl(tree.root()).zones, std::vector<std::string>{"intel-rapl:0"});
+    tree.remove("sys/class/powercap");
+    EXPECT_TRUE(planRapl(tree.root()).zones.empty());
 }
 
 TEST(PowerLinux, UnreadableRaplFallsBackAndBatteriesComeAndGo) {

@@ -77,9 +77,12 @@ TEST(SensorHwmon, MachineWithoutSensorsGivesNothing) {
     EXPECT_TRUE(stats.fans.empty());
     EXPECT_FALSE(stats.socTemp);
     EXPECT_EQ(stats.state, ThermalState::nominal);
+    EXPECT_FALSE(stats.hasSensors) << "so nothing calls it cool";
 
     SensorReader nowhere(std::make_unique<HwmonSensorBackend>("/nonexistent/qm-root"));
-    EXPECT_EQ(nowhere.read(false), ThermalStats{});
+    ThermalStats nothing;
+    nothing.hasSensors = false;
+    EXPECT_EQ(nowhere.read(false), nothing);
 }
 
 TEST(SensorHwmon, VanishedBrokenAndAbsurdFilesAreSkippedEachRead) {

@@ -132,8 +132,19 @@ TEST(SensorReader, NoCPUReadingLeavesChipFiguresAbsent) {
     EXPECT_FALSE(stats.socTemp);
     EXPECT_FALSE(stats.socMax);
 
+    EXPECT_TRUE(stats.hasSensors) << "sensors that gave nothing this time are still there";
+    ThermalStats nothing;
+    nothing.hasSensors = false;
     SensorReader none(nullptr);
-    EXPECT_EQ(none.read(true), ThermalStats{});
+    EXPECT_EQ(none.read(true), nothing);
+}
+
+// A virtual machine: no sensor to read, whatever state the throttle counters give.
+TEST(SensorReader, MachineWithoutSensorsSaysSo) {
+    auto backend = std::make_unique<FakeBackend>();
+    backend->values = {{0, 50}};
+    SensorReader reader(std::move(backend));
+    EXPECT_FALSE(reader.read(true).hasSensors);
 }
 
 }  // namespace

@@ -51,13 +51,15 @@ public:
     }
 
 private:
-    // Memory the compressed RAM disks occupy; absent when there are none (zswap counts then).
+    // Memory the compressed RAM disks in use occupy; absent when none is in use.
     std::optional<uint64_t> zramUsed() {
         std::optional<uint64_t> total;
         for (const auto& name : zramDevices()) {
-            auto stat = readLine(at("/sys/block/" + name + "/mm_stat"));
+            const std::string dir = at("/sys/block/" + name);
+            auto size = readLine(dir + "/disksize");
+            auto stat = size ? readLine(dir + "/mm_stat") : std::nullopt;
             if (!stat) continue;
-            if (auto used = parseZramUsed(*stat)) total = total.value_or(0) + *used;
+            if (auto used = zramDeviceUsed(*size, *stat)) total = total.value_or(0) + *used;
         }
         return total;
     }
@@ -149,14 +151,16 @@ public:
     }
 };
 
-std::vector<CPUStats::CoreType> linuxCoreTypes(size_t cpuCount) {
+// Core types for the CPUs /proc/stat lists, by CPU number: with a CPU offline the
+// per-core figures skip it, and its type must not slide onto the next core.
+std::vector<CPUStats::CoreType> linuxCoreTypes(const std::vector<int>& cpus) {
     auto performance = readLine(at("/sys/devices/cpu_core/cpus"));
     auto efficiency = readLine(at("/sys/devices/cpu_atom/cpus"));
     if (performance || efficiency)
-        return coreTypesFromLists(cpuCount, performance ? parseCPUList(*performance) : std::vector<int>{},
+        return coreTypesFromLists(cpus, performance ? parseCPUList(*performance) : std::vector<int>{},
                                   efficiency ? parseCPUList(*efficiency) : std::vector<int>{});
     std::vector<std::optional<uint64_t>> capacities;
-    for (size_t cpu = 0; cpu < cpuCount; ++cpu)
+    for (int cpu : cpus)
         capacities.push_back(readUInt(at("/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/cpu_capacity")));
     return coreTypesFromCapacities(capacities);
 }
@@ -196,13 +200,14 @@ MachineInfo readMachineInfo() {
     } else {
         info.osName = "Linux";
     }
-    if (auto stat = readFile(at("/proc/stat")))
-        info.logicalCPUs = static_cast<int64_t>(parseProcStatCPUs(*stat).size() / 4);
+    std::vector<int> cpus;
+    if (auto stat = readFile(at("/proc/stat"))) cpus = parseProcStatCPUNumbers(*stat);
+    info.logicalCPUs = static_cast<int64_t>(cpus.size());
     if (auto meminfo = readFile(at("/proc/meminfo"))) {
         auto parsed = parseMeminfo(*meminfo);
         if (auto it = parsed.find("MemTotal"); it != parsed.end()) info.memory = it->second;
     }
-    info.coreTypes = linuxCoreTypes(static_cast<size_t>(info.logicalCPUs));
+    info.coreTypes = linuxCoreTypes(cpus);
     for (auto type : info.coreTypes) {
         if (type == CPUStats::CoreType::performance) ++info.performanceCores;
         if (type == CPUStats::CoreType::efficiency) ++info.efficiencyCores;

@@ -65,34 +65,76 @@ std::vector<SupplyProperties> readPowerSupplies(const std::string& root) {
     return supplies;
 }
 
-std::vector<RaplZone> readRaplZones(const std::string& root) {
+RaplPlan planRapl(const std::string& root) {
     const std::string base = root + "/sys/class/powercap";
     auto names = listDirectory(base);
     std::sort(names.begin(), names.end());
-    std::vector<RaplZone> zones;
+    RaplPlan plan;
     for (const auto& name : names) {
-        // "intel-rapl:0" (AMD processors use the same interface); "intel-rapl:0:1"
-        // is a part of package 0 and already counted in it.
         if (name.rfind("intel-rapl:", 0) != 0 || std::count(name.begin(), name.end(), ':') != 1) continue;
-        auto energy = readUInt(base + "/" + name + "/energy_uj");
+        if (!readUInt(base + "/" + name + "/energy_uj")) continue;  // root-only on most kernels
+        auto label = readLine(base + "/" + name + "/name");
+        std::string zone = label ? std::string(trim(*label)) : std::string();
+        if (zone == "psys") return RaplPlan{{name}, PowerScope::machine};
+        // Some firmware adds top-level zones for memory; only packages are summed.
+        if (zone.empty() || zone.rfind("package", 0) == 0) plan.zones.push_back(name);
+    }
+    return plan;
+}
+
+std::vector<RaplZone> readRaplZones(const std::string& root, const RaplPlan& plan) {
+    const std::string base = root + "/sys/class/powercap/";
+    std::vector<RaplZone> zones;
+    zones.reserve(plan.zones.size());
+    for (const auto& name : plan.zones) {
+        auto energy = readUInt(base + name + "/energy_uj");
         if (!energy) continue;
-        zones.push_back({name, *energy, readUInt(base + "/" + name + "/max_energy_range_uj").value_or(0)});
+        zones.push_back({name, *energy, readUInt(base + name + "/max_energy_range_uj").value_or(0)});
     }
     return zones;
+}
+
+std::vector<RaplZone> readRaplZones(const std::string& root) { return readRaplZones(root, planRapl(root)); }
+
+PowerScope raplScope(const std::string& root, const std::vector<RaplZone>& zones) {
+    for (const auto& zone : zones) {
+        auto label = readLine(root + "/sys/class/powercap/" + zone.name + "/name");
+        if (label && trim(*label) == "psys") return PowerScope::machine;
+    }
+    return PowerScope::package;
 }
 
 LinuxPowerSource::LinuxPowerSource(std::string root, Seconds seconds)
     : root_(std::move(root)), seconds_(std::move(seconds)) {
     // A first sample now, so that the first read already has a span to measure.
-    rapl_.update(readRaplZonesWithHelper(root_), seconds_());
+    rapl_.update(readRaplZones(root_, plan()), seconds_());
+}
+
+const RaplPlan& LinuxPowerSource::plan() {
+    const double now = seconds_();
+    if (!plannedAt_ || now - *plannedAt_ >= 60 || now < *plannedAt_) {
+        plan_ = planRapl(root_);
+        plannedAt_ = now;
+    }
+    return plan_;
 }
 
 std::optional<PowerReading> LinuxPowerSource::read() {
     PowerReading reading;
     reading.battery = batteryFromSupplies(readPowerSupplies(root_));
-    auto zones = readRaplZonesWithHelper(root_);
-    std::optional<double> measured = zones.empty() ? std::nullopt : rapl_.update(zones, seconds_());
+    const RaplPlan& zones = plan();
+    std::vector<RaplZone> counters;
+    PowerScope scope = zones.scope;
+    if (!zones.zones.empty()) counters = readRaplZones(root_, zones);
+    if (counters.empty() && root_.empty()) {
+        // The kernel keeps the counters from us: the helper reads the same zones.
+        counters = readRaplZonesWithHelper(root_);
+        scope = raplScope(root_, counters);
+    }
+    std::optional<double> measured = counters.empty() ? std::nullopt : rapl_.update(counters, seconds_());
     reading.systemPower = systemPowerOrDischarge(measured, reading.battery);
+    // The battery's discharge covers the whole machine; only a package sum does not.
+    if (measured) reading.systemPowerScope = scope;
     return reading;
 }
 
