@@ -93,6 +93,9 @@ class ProcessListSource {
 public:
     virtual ~ProcessListSource() = default;
     virtual ProcessReadResult read(bool includeRestricted) = 0;
+    // The machine's power at this tick (absent when unknown), for platforms that keep
+    // no energy per process and share the machine's out instead.
+    virtual void setMachinePower(std::optional<double> /*watts*/) {}
 };
 
 // This process's own resource record. CPU time and `absoluteTime` share one unit

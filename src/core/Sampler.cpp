@@ -138,6 +138,7 @@ void Sampler::sample() {
 
     // Processes: every tick when live; in the background every other tick, with other
     // users' processes every 6th.
+    processReader_->setMachinePower(s.systemPower);
     if (live_) {
         lastProcesses_ = processReader_->read(true);
     } else if (tick_ % 2 == 1 && lastProcesses_) {

@@ -29,7 +29,9 @@ void addUnique(std::vector<std::string>& list, std::string dir) {
 }
 }  // namespace
 
-std::optional<std::string> desktopEntryName(std::string_view text) {
+namespace {
+// The first non-empty untranslated value of `key` in the "[Desktop Entry]" group.
+std::optional<std::string> desktopEntryValue(std::string_view text, std::string_view key) {
     bool inEntry = false;
     for (auto rawLine : splitLines(text)) {
         auto line = trim(rawLine);
@@ -41,11 +43,27 @@ std::optional<std::string> desktopEntryName(std::string_view text) {
         if (!inEntry) continue;
         auto equals = line.find('=');
         if (equals == std::string_view::npos) continue;
-        if (trim(line.substr(0, equals)) != "Name") continue;
-        std::string name = unescapeValue(trim(line.substr(equals + 1)));
-        if (!name.empty()) return name;
+        if (trim(line.substr(0, equals)) != key) continue;
+        std::string value = unescapeValue(trim(line.substr(equals + 1)));
+        if (!value.empty()) return value;
     }
     return std::nullopt;
+}
+}  // namespace
+
+std::optional<std::string> desktopEntryName(std::string_view text) { return desktopEntryValue(text, "Name"); }
+
+bool desktopEntryIsTerminal(std::string_view text) {
+    auto categories = desktopEntryValue(text, "Categories");
+    if (!categories) return false;
+    std::string_view list = *categories;
+    size_t start = 0;
+    while (start < list.size()) {
+        size_t end = std::min(list.find(';', start), list.size());
+        if (trim(list.substr(start, end - start)) == "TerminalEmulator") return true;
+        start = end + 1;
+    }
+    return false;
 }
 
 std::vector<std::string> xdgDataDirectories(const char* dataHome, const char* dataDirs, const std::string& home) {

@@ -13,6 +13,9 @@ namespace qm {
 // The untranslated "Name" of the "[Desktop Entry]" group; absent for a broken file.
 std::optional<std::string> desktopEntryName(std::string_view text);
 
+// Whether the entry is a terminal emulator: "TerminalEmulator" among its Categories.
+bool desktopEntryIsTerminal(std::string_view text);
+
 // The XDG data directories, most important first: $XDG_DATA_HOME (default
 // ~/.local/share), then $XDG_DATA_DIRS (default /usr/local/share:/usr/share), then the
 // flatpak and snap export folders when the session did not list them.

@@ -7,8 +7,9 @@
 namespace qm {
 
 ProcessKind linuxKind(bool kernelThread, std::string_view cgroupPath, uint32_t uid) {
-    if (kernelThread || isSystemServiceCgroup(cgroupPath) || uid < 1000) return ProcessKind::system;
-    return ProcessKind::background;
+    if (kernelThread || isSystemServiceCgroup(cgroupPath)) return ProcessKind::system;
+    if (cgroupPath.starts_with("/user.slice/")) return ProcessKind::background;
+    return uid < 1000 ? ProcessKind::system : ProcessKind::background;
 }
 
 bool isShellName(std::string_view name) {
@@ -36,15 +37,15 @@ std::optional<DesktopKeyResolver::DesktopApp> DesktopKeyResolver::desktopApp(con
         std::string fallback = fileName.substr(0, fileName.size() - 8);  // without ".desktop"
         auto text = source_->readText(*path);
         auto name = text ? desktopEntryName(*text) : std::nullopt;
-        DesktopApp app{*path, fallback, name.value_or(fallback)};
+        DesktopApp app{*path, fallback, name.value_or(fallback), text && desktopEntryIsTerminal(*text)};
         appsByFile_[*path] = app;
         return app;
     }
     return std::nullopt;
 }
 
-// A shell in the app's own unit, or anything started from one, was started from a
-// terminal (a terminal app's tabs, an editor's built-in terminal).
+// A shell in a terminal emulator's own unit, or anything started from one, was
+// started by the user in one of its tabs.
 bool DesktopKeyResolver::startedFromTerminal(const ProcessSample& sample, const SamplesByPID& byPID,
                                              const std::string& cgroupPath) {
     const ProcessSample* current = &sample;
@@ -73,7 +74,7 @@ GroupKey DesktopKeyResolver::computeKey(const ProcessSample& sample, const Sampl
     }
     if (!cgroupPath.empty()) {
         auto app = desktopApp(cgroupPath);
-        if (app && !startedFromTerminal(sample, byPID, cgroupPath)) {
+        if (app && !(app->terminal && startedFromTerminal(sample, byPID, cgroupPath))) {
             key.key = "app:" + app->path;
             key.name = app->name;
             key.kind = ProcessKind::app;

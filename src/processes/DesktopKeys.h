@@ -1,6 +1,9 @@
 // How Linux processes are grouped: a process in a desktop app's systemd unit belongs
-// to the app whose desktop file names that unit ("app:" + the desktop file's path);
-// shells started in it (a terminal's tabs) and everything else stay plain processes.
+// to the app whose desktop file names that unit ("app:" + the desktop file's path).
+// In a terminal emulator's unit (its desktop file says so), the shells of its tabs and
+// what they start stay plain processes; in any other app's unit a shell is just part
+// of the app (a launcher script that stays alive, as Steam's and many games' do).
+// Kernel threads form the one kernel group; everything else is a plain process.
 #pragma once
 
 #include <memory>
@@ -23,8 +26,11 @@ public:
     virtual std::optional<std::string> readText(const std::string& path) = 0;
 };
 
-// Kind of a Linux process that is not a desktop app: kernel threads, system services
-// and daemons of system accounts (uid below 1000) are system; the rest background.
+// Kind of a Linux process that is not a desktop app. The systemd slice decides where
+// there is one: services (system.slice) and init.scope are system, everything in the
+// user's slice (session, services, app scopes) background, whichever user runs it, so
+// that running as root does not make every process a system one. Without a slice,
+// kernel threads and daemons of system accounts (uid below 1000) are system.
 ProcessKind linuxKind(bool kernelThread, std::string_view cgroupPath, uint32_t uid);
 
 // Shells and terminal multiplexers: what a terminal runs in its tabs.
@@ -41,6 +47,7 @@ private:
         std::string path;
         std::string id;
         std::string name;
+        bool terminal = false;  // a terminal emulator: what its shells start is the user's own
     };
     std::optional<DesktopApp> desktopApp(const std::string& cgroupPath);
     bool startedFromTerminal(const ProcessSample& sample, const SamplesByPID& byPID, const std::string& cgroupPath);

@@ -1,6 +1,7 @@
 #include "processes/ProcessReader.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "processes/PSOutput.h"
 #include "processes/ProcessNames.h"
@@ -187,6 +188,7 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
     unreadable_ = std::move(newUnreadable);
     identities_ = std::move(newIdentities);
 
+    if (!source_->measuresEnergy()) shareMachinePower(result.processes, machinePower_);
     result.groups = grouper_.group(result.processes, [this](int32_t pid) {
         auto id = identities_.find(pid);
         return id == identities_.end() ? uint64_t{0} : id->second.startTime;
@@ -194,6 +196,16 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
     result.helperActive = batch.has_value();
     result.restrictedVisible = batch.has_value() || psTick || !psCache_.empty();
     return result;
+}
+
+void shareMachinePower(std::vector<ProcessSample>& samples, std::optional<double> machineWatts) {
+    if (!machineWatts || !std::isfinite(*machineWatts) || *machineWatts < 0) return;
+    double busy = 0;
+    for (const auto& s : samples) busy += std::max(0.0, s.cpu);
+    for (auto& s : samples) {
+        s.power = busy > 0 ? *machineWatts * std::max(0.0, s.cpu) / busy : 0.0;
+        s.approximate = true;
+    }
 }
 
 ProcessReadResult ProcessReader::read(bool includeRestricted) {

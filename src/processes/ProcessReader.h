@@ -35,6 +35,7 @@ public:
 
     // The sampler's view: groups, count and flags.
     ProcessReadResult read(bool includeRestricted) override;
+    void setMachinePower(std::optional<double> watts) override { machinePower_ = watts; }
     // The same read with the individual samples.
     Result readDetailed(bool includeRestricted);
 
@@ -68,6 +69,14 @@ private:
     std::optional<double> psCacheDate_;  // monotonic seconds
     double timebase_;
     uint32_t ownUID_;
+    std::optional<double> machinePower_;
 };
+
+// Where the platform keeps no energy per process (Linux), each process gets the share
+// of the machine's power that matches its share of the CPU time all processes used in
+// the interval, as Linux power tools estimate it; these figures are approximate. With
+// the machine's power unknown they stay absent. A tick in which no process used CPU
+// gives everyone 0 W.
+void shareMachinePower(std::vector<ProcessSample>& samples, std::optional<double> machineWatts);
 
 }  // namespace qm

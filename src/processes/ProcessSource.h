@@ -30,6 +30,9 @@ public:
     virtual std::optional<std::string> argumentExecutable(const BasicInfo& process) = 0;
     // The output of `ps -axo pid=,uid=,time=,rss=`, or absent when it cannot run.
     virtual std::optional<std::string> runPS() = 0;
+    // Whether UsageRecord::energy is measured per process (macOS). Without it, the
+    // reader shares out the machine's power by CPU time.
+    virtual bool measuresEnergy() const { return true; }
 };
 
 }  // namespace qm

@@ -7,6 +7,7 @@
 
 #include "core/FileRead.h"
 #include "processes/AppScope.h"
+#include "processes/DesktopEntry.h"
 #include "processes/DesktopKeys.h"
 #include "processes/ProcessReader.h"
 #include "processes/linux/LinuxProcessSource.h"
@@ -58,8 +59,16 @@ TEST(DesktopEntry, NamesKindsAndDataDirectories) {
 
     EXPECT_EQ(linuxKind(true, "/user.slice/x", 1000), ProcessKind::system);
     EXPECT_EQ(linuxKind(false, "/system.slice/nginx.service", 33), ProcessKind::system);
-    EXPECT_EQ(linuxKind(false, "/user.slice/user-1000.slice/session-2.scope", 0), ProcessKind::system);
+    EXPECT_EQ(linuxKind(false, "/user.slice/user-1000.slice/session-2.scope", 0), ProcessKind::background)
+        << "root in the user's session (sudo) is the user's doing";
     EXPECT_EQ(linuxKind(false, "/user.slice/user-1000.slice/session-2.scope", 1000), ProcessKind::background);
+    EXPECT_EQ(linuxKind(false, "/init.scope", 0), ProcessKind::system);
+    EXPECT_EQ(linuxKind(false, "", 0), ProcessKind::system) << "no slice: the uid decides";
+    EXPECT_EQ(linuxKind(false, "/machine.slice/libpod-1.scope", 1000), ProcessKind::background);
+    EXPECT_EQ(linuxKind(false, "/weird//slices:x", 999), ProcessKind::system);
+    EXPECT_TRUE(desktopEntryIsTerminal("[Desktop Entry]\nName=T\nCategories=System;TerminalEmulator;\n"));
+    EXPECT_FALSE(desktopEntryIsTerminal("[Desktop Entry]\nCategories=Game;TerminalEmulators\n"));
+    EXPECT_FALSE(desktopEntryIsTerminal("[Desktop Entry]\nName=T\n"));
     EXPECT_TRUE(isShellName("-zsh"));
     EXPECT_FALSE(isShellName("bashful"));
 
@@ -92,7 +101,9 @@ TEST(LinuxProcesses, FixtureTreeIsReadAndGroupedByDesktopApp) {
 
     std::map<int32_t, ProcessSample> byPID;
     for (const auto& s : r.processes) byPID[s.pid] = s;
-    EXPECT_EQ(byPID.size(), 13u);
+    EXPECT_EQ(byPID.size(), 15u);
+    EXPECT_EQ(byPID[3001].uid, 1000u) << "the real uid from status, not the folder's owner";
+    EXPECT_NE(byPID[3002].uid, 1000u) << "an unreadable status: the folder's owner";
     EXPECT_FALSE(byPID.contains(3500)) << "a process whose files are gone is not listed";
     EXPECT_EQ(byPID[1020].name, "(a b ) ( c d) ");
     EXPECT_EQ(byPID[3600].name, "evil\nname");
@@ -125,6 +136,13 @@ TEST(LinuxProcesses, FixtureTreeIsReadAndGroupedByDesktopApp) {
         findGroup(r.groups, "app:" + root + "/var/lib/snapd/desktop/applications/firefox_firefox.desktop");
     ASSERT_TRUE(snap);
     EXPECT_EQ(snap->name, "Firefox Snap");
+
+    // Steam starts through a shell script that stays alive: one app, not a shell row.
+    const auto* steam = findGroup(r.groups, "app:" + root + "/usr/share/applications/steam.desktop");
+    ASSERT_TRUE(steam);
+    EXPECT_EQ(steam->name, "Steam");
+    EXPECT_EQ(steam->processes.size(), 2u);
+    EXPECT_FALSE(findGroup(r.groups, "proc:steam"));
 
     ASSERT_TRUE(findGroup(r.groups, "proc:mystery")) << "an app scope without a desktop file";
     // kthreadd and its kernel threads are one row under a key that survives reboots.

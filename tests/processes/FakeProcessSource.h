@@ -58,6 +58,8 @@ public:
         ++psRuns;
         return psOutput;
     }
+    bool measuresEnergy() const override { return energyMeasured; }
+    bool energyMeasured = true;
 
 private:
     static std::string lastComponent(const std::string& path) {

@@ -260,5 +260,48 @@ TEST_F(ReaderFixture, PSIsNotRunWhenEveryProcessCanBeRead) {
     EXPECT_TRUE(r.restrictedVisible);
 }
 
+// Linux keeps no energy per process: the machine's power (RAPL, or a discharging
+// battery's 5.064 W as in the laptop fixture) is shared out by CPU time.
+TEST_F(ReaderFixture, MachinePowerIsSharedByCPUTimeWhereProcessesHaveNoEnergy) {
+    source->energyMeasured = false;
+    auto& busy = source->add(100, FakeProcessSource::me, "/usr/bin/make");
+    auto& light = source->add(101, FakeProcessSource::me, "/usr/bin/bash");
+    source->add(102, FakeProcessSource::me, "/usr/bin/sleep");
+    reader->setMachinePower(std::nullopt);
+    reader->readDetailed(false);
+    wait(2);
+    busy.usage->cpuTime = 1'500'000'000;  // 75 % of a core
+    light.usage->cpuTime = 500'000'000;   // 25 %
+    auto unknown = reader->readDetailed(false);
+    EXPECT_FALSE(sample(unknown, 100).power) << "no machine power, no shares";
+    EXPECT_FALSE(sample(unknown, 100).approximate);
+
+    reader->setMachinePower(5.064);
+    wait(2);
+    busy.usage->cpuTime += 1'500'000'000;
+    light.usage->cpuTime += 500'000'000;
+    auto shared = reader->readDetailed(false);
+    EXPECT_DOUBLE_EQ(*sample(shared, 100).power, 5.064 * 0.75);
+    EXPECT_DOUBLE_EQ(*sample(shared, 101).power, 5.064 * 0.25);
+    EXPECT_DOUBLE_EQ(*sample(shared, 102).power, 0);
+    EXPECT_TRUE(sample(shared, 100).approximate);
+    double groups = 0;
+    for (const auto& g : shared.groups) groups += g.power.value_or(0);
+    EXPECT_DOUBLE_EQ(groups, 5.064);
+
+    // Nobody used CPU: everyone draws 0 W rather than an invented share.
+    wait(2);
+    auto idle = reader->readDetailed(false);
+    EXPECT_DOUBLE_EQ(*sample(idle, 100).power, 0);
+
+    // A platform that measures energy per process keeps its own figures.
+    std::vector<ProcessSample> measured(1);
+    measured[0].cpu = 50;
+    shareMachinePower(measured, std::nullopt);
+    EXPECT_FALSE(measured[0].power);
+    shareMachinePower(measured, -1.0);
+    EXPECT_FALSE(measured[0].power) << "a nonsense reading is no reading";
+}
+
 }  // namespace
 }  // namespace qm

@@ -1,9 +1,15 @@
 #include "processes/linux/LinuxProcessSource.h"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <cstdlib>
 
 #include "core/FileRead.h"
@@ -12,9 +18,31 @@
 #include "processes/RunCommand.h"
 #include "processes/Sources.h"
 #include "processes/linux/ProcStat.h"
-#include "processes/linux/SocketHelperTransport.h"
 
 namespace qm {
+
+namespace {
+
+uint64_t threadCPUNanos() {
+    timespec ts{};
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<uint64_t>(ts.tv_sec) * 1'000'000'000ull + static_cast<uint64_t>(ts.tv_nsec);
+}
+
+// Reads a whole small file relative to a directory handle in one read (proc files
+// of this size are produced in one go); the length, or -1.
+long readAt(int dirFd, const char* path, char* buffer, size_t size) {
+    int fd = ::openat(dirFd, path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return -1;
+    ssize_t n;
+    do {
+        n = ::read(fd, buffer, size);
+    } while (n < 0 && errno == EINTR);
+    ::close(fd);
+    return n;
+}
+
+}  // namespace
 
 LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)), ownUID_(::getuid()) {
     long hz = ::sysconf(_SC_CLK_TCK);
@@ -27,42 +55,183 @@ LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)
             if (fields.size() == 2 && fields[0] == "btime") bootTime_ = parseUInt(fields[1]).value_or(0);
         }
     }
+    procFd_ = ::open((root_ + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+LinuxProcessSource::~LinuxProcessSource() {
+    if (procFd_ >= 0) ::close(procFd_);
 }
 
 std::string LinuxProcessSource::procPath(int32_t pid, const char* file) const {
     return root_ + "/proc/" + std::to_string(pid) + "/" + file;
 }
 
+long LinuxProcessSource::readProcFile(const char* pidName, const char* file) {
+    char path[96];
+    int length = std::snprintf(path, sizeof path, "%.32s/%.48s", pidName, file);
+    if (length <= 0 || static_cast<size_t>(length) >= sizeof path) return -1;
+    long n = readAt(procFd_, path, buffer_, sizeof buffer_ - 1);
+    if (n >= 0) buffer_[n] = '\0';
+    return n;
+}
+
+// The stat line: CPU time of all threads, resident size, thread count; and, for a
+// process not seen before (or a pid that now belongs to another one), what stays the
+// same for its lifetime.
+bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& isNew) {
+    long n = readProcFile(pidName, "stat");
+    auto st = n > 0 ? parseProcStat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+    if (!st) return false;
+    isNew = isNew || process.startTicks != st->startTime;
+    if (isNew) {
+        process = Process{};
+        process.startTicks = st->startTime;
+        process.startTime =
+            bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
+        process.ppid = st->ppid;
+        process.comm = std::move(st->comm);
+        // The real uid: who started it, even when it made its /proc folder root's.
+        long length = readProcFile(pidName, "status");
+        auto uid = length > 0 ? parseStatusUID(std::string_view(buffer_, static_cast<size_t>(length))) : std::nullopt;
+        if (!uid) {
+            struct stat owner;
+            if (::fstatat(procFd_, pidName, &owner, 0) != 0) return false;
+            uid = owner.st_uid;
+        }
+        process.uid = *uid;
+    }
+    process.ppid = st->ppid;  // an orphan is adopted by init or a subreaper
+    process.cpuTicks = st->utime + st->stime;
+    process.rssPages = st->rssPages;
+    const uint64_t threads = std::max<uint64_t>(st->threads, 1);
+    // Switches were counted for the main thread alone, or for all threads: a process
+    // that changes between one and several threads starts its count afresh.
+    if ((threads > 1) != (process.threads > 1)) process.switchesKnown = false;
+    process.threads = threads;
+    return true;
+}
+
 std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
     std::vector<BasicInfo> list;
-    facts_.clear();
-    lastDisk_ = std::move(disk_);
-    disk_.clear();
-    auto names = listDirectory(root_ + "/proc");
-    list.reserve(names.size());
-    for (const auto& name : names) {
-        if (name.empty() || name[0] < '0' || name[0] > '9') continue;
-        auto pid = parseInt(name);
-        if (!pid) continue;
-        std::string dir = root_ + "/proc/" + name;
+    ++tick_;
+    if (procFd_ < 0) return list;
+    int listFd = ::openat(procFd_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* dir = listFd >= 0 ? ::fdopendir(listFd) : nullptr;
+    if (!dir) {
+        if (listFd >= 0) ::close(listFd);
+        return list;
+    }
+    list.reserve(processes_.size() + 16);
+    std::vector<std::pair<int32_t, Process*>> ranWithThreads;
+    while (auto* entry = ::readdir(dir)) {
+        const char* name = entry->d_name;
+        if (name[0] < '1' || name[0] > '9') continue;
+        int32_t pid = 0;
+        auto [end, error] = std::from_chars(name, name + std::char_traits<char>::length(name), pid);
+        if (error != std::errc() || *end != '\0') continue;
+
+        auto [slot, isNew] = processes_.try_emplace(pid);
+        Process& process = slot->second;
+        bool ran = true;
+        bool switchesRead = false;
+        uint64_t switches = 0;
+        if (!isNew && process.threads == 1) {
+            // One thread: the scheduler's own figures say whether it ran at all.
+            long n = readProcFile(name, "schedstat");
+            auto sched = n > 0 ? parseSchedstat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+            if (sched) {
+                ran = sched->runtime != process.runtime;
+                process.runtime = sched->runtime;
+                switches = sched->timeslices;
+                switchesRead = true;
+            }
+        }
         // A process that exits between the listing and here is simply not listed.
-        auto text = readFile(dir + "/stat", 4096);
-        auto st = text ? parseProcStat(*text) : std::nullopt;
-        if (!st) continue;
-        // The directory belongs to the process's effective user.
-        struct stat owner;
-        if (::stat(dir.c_str(), &owner) != 0) continue;
+        if (ran && !readStat(name, process, isNew)) {
+            processes_.erase(slot);
+            continue;
+        }
+        if (isNew && process.threads == 1) {
+            long n = readProcFile(name, "schedstat");
+            auto sched = n > 0 ? parseSchedstat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+            if (sched) {
+                process.runtime = sched->runtime;
+                switches = sched->timeslices;
+                switchesRead = true;
+            }
+        }
+        if (switchesRead && process.threads == 1) {
+            // The first count is only the base: switches before now are not this tick's.
+            if (process.switchesKnown && switches >= process.switches) process.wakeups += switches - process.switches;
+            process.switches = switches;
+            process.switchesKnown = true;
+        } else if (process.threads > 1 && (isNew || process.cpuTicks != process.previousCpuTicks)) {
+            // A new process only gets its base count here.
+            ranWithThreads.emplace_back(pid, &process);
+        }
+        process.ranTicks = process.cpuTicks - std::min(process.previousCpuTicks, process.cpuTicks);
+        process.previousCpuTicks = process.cpuTicks;
+        process.seen = tick_;
+
         BasicInfo info;
-        info.pid = static_cast<int32_t>(*pid);
-        info.ppid = st->ppid;
-        info.uid = owner.st_uid;
-        info.comm = std::move(st->comm);
-        info.startTime =
-            bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
-        facts_[info.pid] = StatFacts{st->utime + st->stime, st->rssPages};
+        info.pid = pid;
+        info.ppid = process.ppid;
+        info.uid = process.uid;
+        info.comm = process.comm;
+        info.startTime = process.startTime;
         list.push_back(std::move(info));
     }
+    ::closedir(dir);
+    countThreadSwitches(ranWithThreads, list.size());
+    // Processes that were not listed have exited.
+    if (processes_.size() > list.size())
+        std::erase_if(processes_, [&](const auto& p) { return p.second.seen != tick_; });
     return list;
+}
+
+// Wake-ups of a multi-threaded process are the context switches of all its threads,
+// one small file per thread. Only processes that used CPU since the last tick can have
+// any. Within the budget, the busiest are counted first; the rest read 0 this tick,
+// and the next count that follows a missed tick is only a base, never a burst.
+void LinuxProcessSource::countThreadSwitches(std::vector<std::pair<int32_t, Process*>>& candidates, size_t listed) {
+    wakeupsSkipped_ = 0;
+    if (candidates.empty()) return;
+    std::sort(candidates.begin(), candidates.end(),
+              [](const auto& a, const auto& b) { return a.second->ranTicks > b.second->ranTicks; });
+    const uint64_t start = threadCPUNanos();
+    const auto budget = static_cast<uint64_t>(wakeupBudgetPerProcess * static_cast<double>(listed));
+    for (size_t i = 0; i < candidates.size(); ++i) {
+        if (threadCPUNanos() - start > budget) {
+            wakeupsSkipped_ = candidates.size() - i;
+            for (size_t j = i; j < candidates.size(); ++j) candidates[j].second->switchesKnown = false;
+            return;
+        }
+        auto& [pid, process] = candidates[i];
+        char taskPath[32];
+        std::snprintf(taskPath, sizeof taskPath, "%d/task", pid);
+        int taskFd = ::openat(procFd_, taskPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        DIR* tasks = taskFd >= 0 ? ::fdopendir(taskFd) : nullptr;
+        if (!tasks) {
+            if (taskFd >= 0) ::close(taskFd);
+            process->switchesKnown = false;  // it is exiting
+            continue;
+        }
+        uint64_t sum = 0;
+        while (auto* thread = ::readdir(tasks)) {
+            if (thread->d_name[0] < '1' || thread->d_name[0] > '9') continue;
+            char path[sizeof thread->d_name + 16];
+            std::snprintf(path, sizeof path, "%s/schedstat", thread->d_name);
+            // A thread that ended meanwhile just adds nothing.
+            long n = readAt(::dirfd(tasks), path, buffer_, sizeof buffer_ - 1);
+            auto sched = n > 0 ? parseSchedstat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+            if (sched) sum += sched->timeslices;
+        }
+        ::closedir(tasks);
+        // Ended threads take their switches with them: a smaller sum is a new base.
+        if (process->switchesKnown && sum >= process->switches) process->wakeups += sum - process->switches;
+        process->switches = sum;
+        process->switchesKnown = true;
+    }
 }
 
 uint64_t LinuxProcessSource::absoluteTime() {
@@ -71,39 +240,33 @@ uint64_t LinuxProcessSource::absoluteTime() {
     return static_cast<uint64_t>(ts.tv_sec) * 1'000'000'000ull + static_cast<uint64_t>(ts.tv_nsec);
 }
 
-// CPU time and memory come from the stat line read during enumeration (its rss field is
-// the same figure as statm's resident, so statm is not read again). Disk counters need
-// /proc/<pid>/io, which the kernel shows only to the process's own user. Linux keeps no
-// per-process energy, so energy is 0 and power stays absent; wake-ups are not counted
-// per process without reading every thread, so they stay 0.
-//
-// A process whose CPU time did not move since the last tick keeps its disk counters
-// without reading io again: the kernel charges reads and dirtied pages to the process
-// while it runs, and the counters are cumulative, so any bytes it did move without a
-// whole clock tick of CPU show up on its next busy tick. Most processes are idle on
-// most ticks, which keeps the per-process cost to the one stat read.
-std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& process) {
-    auto facts = facts_.find(process.pid);
-    if (facts == facts_.end()) return std::nullopt;
+// Linux keeps no per-process energy, so energy is 0 here (the sampler shares out the
+// machine's power instead). Disk counters need /proc/<pid>/io, which the kernel shows
+// only to the process's own user (or root). A process whose CPU time did not move
+// since io was last read keeps its disk counters: the kernel charges reads and dirtied
+// pages to the process while it runs, and the counters are cumulative, so any bytes
+// it did move without a whole clock tick of CPU show up on its next busy tick.
+std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
+    auto found = processes_.find(info.pid);
+    if (found == processes_.end() || found->second.seen != tick_) return std::nullopt;
+    Process& process = found->second;
     UsageRecord usage;
-    usage.cpuTime = static_cast<uint64_t>(static_cast<double>(facts->second.cpuTicks) * nanosPerTick_);
-    usage.memory = facts->second.rssPages * pageSize_;
-    if (process.uid != ownUID_) {
-        usage.diskCounted = false;  // the helper reads them when it runs
-        return usage;
+    usage.cpuTime = static_cast<uint64_t>(static_cast<double>(process.cpuTicks) * nanosPerTick_);
+    usage.memory = process.rssPages * pageSize_;
+    usage.wakeups = process.wakeups;
+    if ((info.uid == ownUID_ || ownUID_ == 0) && process.diskAtTicks != process.cpuTicks) {
+        char pidName[16];
+        std::snprintf(pidName, sizeof pidName, "%d", info.pid);
+        long n = readProcFile(pidName, "io");
+        if (n > 0) {
+            auto counters = parseProcIO(std::string_view(buffer_, static_cast<size_t>(n)));
+            process.diskRead = counters.readBytes;
+            process.diskWritten = counters.writeBytes;
+        }
+        process.diskAtTicks = process.cpuTicks;
     }
-    DiskFacts disk{process.startTime, facts->second.cpuTicks, 0, 0};
-    auto last = lastDisk_.find(process.pid);
-    if (last != lastDisk_.end() && last->second.startTime == disk.startTime && last->second.cpuTicks == disk.cpuTicks) {
-        disk = last->second;
-    } else if (auto io = readFile(procPath(process.pid, "io"), 4096)) {
-        auto counters = parseProcIO(*io);
-        disk.read = counters.readBytes;
-        disk.written = counters.writeBytes;
-    }
-    disk_[process.pid] = disk;
-    usage.diskRead = disk.read;
-    usage.diskWrite = disk.written;
+    usage.diskRead = process.diskRead;
+    usage.diskWrite = process.diskWritten;
     return usage;
 }
 
@@ -150,7 +313,7 @@ std::unique_ptr<ProcessListSource> makeProcessListSource() {
     return std::make_unique<ProcessReader>(
         std::make_unique<LinuxProcessSource>(root),
         std::make_unique<DesktopKeyResolver>(std::make_unique<LinuxCgroupSource>(root), std::move(dataDirs)),
-        makeSocketHelperTransport());
+        std::make_unique<NoHelperTransport>());
 }
 
 }  // namespace qm

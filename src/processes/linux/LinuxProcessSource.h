@@ -3,6 +3,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "processes/DesktopKeys.h"
 #include "processes/ProcessSource.h"
@@ -11,9 +12,29 @@ namespace qm {
 
 // CPU time and the clock are both in nanoseconds (clock ticks × 10⁹ / USER_HZ, and
 // CLOCK_MONOTONIC), so the reader's timebase is 1 and its percent formula holds as is.
+//
+// What a tick costs is mostly the kernel building /proc files, so each tick reads as
+// little as it can, through a handle on the /proc directory (no path walks):
+//   - once per process lifetime: stat (name, parent, start time, kernel-thread flag)
+//     and the real uid from status (the owner of /proc/<pid> is root for processes
+//     that turn off core dumps, whoever runs them);
+//   - every tick, for a process with one thread: schedstat, the scheduler's run time
+//     and switch count, the cheapest file there is. If the process did not run, its
+//     CPU time, resident size and counters cannot have grown, and nothing else is read;
+//   - every tick, for a process with several threads, and for one that ran: stat
+//     (CPU time of all threads, resident size, thread count);
+//   - io, only for the user's own processes and only when they ran.
+// A pid whose start time changed is a new process and is read afresh.
 class LinuxProcessSource : public ProcessSource {
 public:
+    // The share of a tick that counting the wake-ups of multi-threaded processes may
+    // take, in nanoseconds of CPU per listed process (see wakeupBudgetSpent()).
+    static constexpr double wakeupBudgetPerProcess = 2000;
+
     explicit LinuxProcessSource(std::string root);
+    ~LinuxProcessSource() override;
+    LinuxProcessSource(const LinuxProcessSource&) = delete;
+    LinuxProcessSource& operator=(const LinuxProcessSource&) = delete;
 
     std::vector<BasicInfo> allProcesses() override;
     uint64_t absoluteTime() override;
@@ -23,31 +44,50 @@ public:
     std::string executablePath(const BasicInfo& process) override;
     std::optional<std::string> argumentExecutable(const BasicInfo& process) override;
     std::optional<std::string> runPS() override;
+    bool measuresEnergy() const override { return false; }
+
+    // Multi-threaded processes that ran but whose threads were not counted in the last
+    // tick because the budget was spent (their wake-ups read 0 for that tick).
+    size_t wakeupsSkipped() const { return wakeupsSkipped_; }
 
 private:
-    // What enumeration already read from /proc/<pid>/stat, used by usage() in the same tick.
-    struct StatFacts {
-        uint64_t cpuTicks = 0;
+    struct Process {
+        uint64_t startTicks = 0;  // clock ticks after boot
+        uint64_t startTime = 0;   // microseconds since the epoch
+        int32_t ppid = 0;
+        uint32_t uid = 0;
+        std::string comm;
+        uint64_t threads = 1;
+        uint64_t cpuTicks = 0;  // all threads
         uint64_t rssPages = 0;
+        uint64_t runtime = 0;   // scheduler run time of the main thread, ns
+        uint64_t switches = 0;  // context switches: the main thread's, or all threads' when summed
+        bool switchesKnown = false;
+        uint64_t wakeups = 0;  // the running count handed to the reader
+        uint64_t diskRead = 0;
+        uint64_t diskWritten = 0;
+        uint64_t diskAtTicks = UINT64_MAX;  // cpuTicks when io was last read
+        uint64_t seen = 0;                  // the tick that last listed it
+        uint64_t previousCpuTicks = 0;
+        uint64_t ranTicks = 0;  // CPU ticks used since the last listing
     };
 
-    // The last disk counters of a process, reused while its CPU time stands still.
-    struct DiskFacts {
-        uint64_t startTime = 0;
-        uint64_t cpuTicks = 0;
-        uint64_t read = 0;
-        uint64_t written = 0;
-    };
-
+    // Reads a file below /proc/<pid> into buffer_ in one read; the length, or -1.
+    long readProcFile(const char* pidName, const char* file);
+    bool readStat(const char* pidName, Process& process, bool& isNew);
+    void countThreadSwitches(std::vector<std::pair<int32_t, Process*>>& candidates, size_t listed);
     std::string procPath(int32_t pid, const char* file) const;
 
     std::string root_;
+    int procFd_ = -1;
     uint32_t ownUID_;
     uint64_t bootTime_ = 0;  // seconds since the epoch, read once so start times stay stable
     double nanosPerTick_;
     uint64_t pageSize_;
-    std::unordered_map<int32_t, StatFacts> facts_;
-    std::unordered_map<int32_t, DiskFacts> lastDisk_, disk_;
+    uint64_t tick_ = 0;
+    size_t wakeupsSkipped_ = 0;
+    std::unordered_map<int32_t, Process> processes_;
+    char buffer_[4096];
 };
 
 // cgroup, kernel-thread flag and desktop files for the desktop grouping rules.

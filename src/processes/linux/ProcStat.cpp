@@ -31,7 +31,28 @@ std::optional<ProcStat> parseProcStat(std::string_view text) {
     st.stime = *stime;
     st.startTime = *start;
     st.rssPages = field(24).value_or(0);
+    st.threads = field(20).value_or(0);
     return st;
+}
+
+std::optional<Schedstat> parseSchedstat(std::string_view text) {
+    auto fields = splitFields(trim(text));
+    if (fields.size() < 3) return std::nullopt;
+    auto runtime = parseUInt(fields[0]);
+    auto timeslices = parseUInt(fields[2]);
+    if (!runtime || !timeslices) return std::nullopt;
+    return Schedstat{*runtime, *timeslices};
+}
+
+std::optional<uint32_t> parseStatusUID(std::string_view text) {
+    for (auto line : splitLines(text)) {
+        if (!line.starts_with("Uid:")) continue;
+        auto fields = splitFields(line.substr(4));
+        auto uid = fields.empty() ? std::nullopt : parseUInt(fields[0]);
+        if (!uid || *uid > UINT32_MAX) return std::nullopt;
+        return static_cast<uint32_t>(*uid);
+    }
+    return std::nullopt;
 }
 
 std::optional<uint64_t> parseStatmResident(std::string_view text) {

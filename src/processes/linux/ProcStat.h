@@ -18,11 +18,23 @@ struct ProcStat {
     uint64_t stime = 0;      // clock ticks
     uint64_t startTime = 0;  // clock ticks after boot
     uint64_t rssPages = 0;
+    uint64_t threads = 0;
 };
 
 constexpr uint64_t kernelThreadFlag = 0x00200000;  // PF_KTHREAD
 
 std::optional<ProcStat> parseProcStat(std::string_view text);
+
+// /proc/<pid>/schedstat (or a thread's): time run on a CPU in nanoseconds, and how
+// many times the thread was switched in.
+struct Schedstat {
+    uint64_t runtime = 0;
+    uint64_t timeslices = 0;
+};
+std::optional<Schedstat> parseSchedstat(std::string_view text);
+
+// The real uid, the first figure of the "Uid:" line of /proc/<pid>/status.
+std::optional<uint32_t> parseStatusUID(std::string_view text);
 
 // Resident pages, the second field of /proc/<pid>/statm.
 std::optional<uint64_t> parseStatmResident(std::string_view text);
