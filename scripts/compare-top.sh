@@ -34,14 +34,13 @@ cpu_of() {
 }
 
 # CPU per tick in microseconds, without start-up: (cost of N ticks − cost of 1) / (N − 1).
+# The command's last argument is the tick count.
 per_tick_us() {
     local one many
     one=$(cpu_of "$@" 1)
     many=$(cpu_of "$@" "$TICKS")
     awk -v a="$one" -v b="$many" -v n="$TICKS" 'BEGIN { v = (b - a) / (n - 1) * 1e6; if (v < 0) v = 0; printf "%.0f", v }'
 }
-quillmere_ticks() { "$QM" sample --json --live -i 1 -n "$1"; }
-top_ticks() { top -b -d 1 -n "$1"; }
 
 # Processes come and go while they are counted: a glob never fails on that.
 processes() {
@@ -57,8 +56,8 @@ for size in $SIZES; do
         children+=($!)
     done
     n=$(processes)
-    qm=$(per_tick_us quillmere_ticks)
-    tp=$(per_tick_us top_ticks)
+    qm=$(per_tick_us "$QM" sample --json --live -i 1 -n)
+    tp=$(per_tick_us top -b -d 1 -n)
     awk -v n="$n" -v q="$qm" -v t="$tp" 'BEGIN {
         printf "%-10d %14d %14.1f %14d %14.1f %8.2f\n", n, q, q / n, t, t / n, (t > 0 ? q / t : 0) }'
 done
@@ -78,6 +77,7 @@ switches() {
 }
 cpu_ticks() { awk '{ print $14 + $15 }' /proc/"$1"/stat; }
 
+[ "$RECORD_SECONDS" -gt 0 ] || exit 0
 QUILLMERE_DB="$workdir/history.sqlite" "$QM" record --quiet --no-notify >/dev/null 2>&1 &
 recorder=$!
 children+=("$recorder")
