@@ -1,6 +1,9 @@
 #include "core/Sampler.h"
 
 #include <cmath>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 #include "core/DefaultsRanges.h"
 
@@ -193,12 +196,22 @@ void Sampler::accumulate(const Snapshot& s) {
     } else if (m != minuteStart_) {
         if (acc_.count >= 1) {
             writeMinute();
+            releaseFreedMemory();
             if ((minuteStart_ / 60) % kPruneEveryMinutes == 0 && history_) history_->prune();
         }
         minuteStart_ = m;
         acc_ = MinuteAccumulator{};
     }
     acc_.add(s);
+}
+
+void Sampler::releaseFreedMemory() {
+#ifdef __GLIBC__
+    // A burst of thousands of short-lived processes leaves their freed records in the
+    // heap, which glibc keeps for reuse; once a minute the free pages go back to the
+    // system so the recorder's footprint returns to what the machine needs now.
+    malloc_trim(0);
+#endif
 }
 
 void Sampler::writeMinute() {

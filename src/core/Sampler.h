@@ -74,6 +74,7 @@ private:
     void schedule();
     void accumulate(const Snapshot& snapshot);
     void writeMinute();
+    void releaseFreedMemory();
     SelfCost readSelfCost();
 
     std::unique_ptr<SerialQueue> queue_;
