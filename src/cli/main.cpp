@@ -110,11 +110,11 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) printOverview(app);
     } catch (const CLI::CallForHelp& e) {
-        return app.exit(e);
+        return finishOutput(app.exit(e));
     } catch (const CLI::CallForAllHelp& e) {
-        return app.exit(e);
+        return finishOutput(app.exit(e));
     } catch (const CLI::CallForVersion& e) {
-        return app.exit(e);
+        return finishOutput(app.exit(e));
     } catch (const CLI::ParseError& e) {
         // One line that names the command and where its help is, not the whole help text.
         const CLI::App* command = deepestCommand(app);
