@@ -343,7 +343,7 @@ TEST_F(CommandLineTest, FirstAnswersComeQuicklyWithTrueFigures) {
     auto snapshot = parsed(sample);
     // The first figure covers the short priming interval it really measured, and a
     // core spinning shows: never the 0 % of counters without a previous read.
-    EXPECT_LT(snapshot["interval"].get<double>(), 0.8);
+    EXPECT_LT(snapshot["interval"].get<double>(), 1.5);  // never the claimed 2 or 5 s of old
     EXPECT_GT(snapshot["cpu"]["total"].get<double>(), 2.0);
 
     Result apps = run("apps --json", "2>/dev/null");
@@ -362,8 +362,8 @@ TEST_F(CommandLineTest, FirstAnswersComeQuicklyWithTrueFigures) {
     Result status = run("status --json", "2>/dev/null");
     ASSERT_EQ(status.status, 0);
     // Answers take about half a second; the bound leaves room for a loaded machine but
-    // not for the old whole second of waiting plus start-up.
-    for (const Result* r : {&sample, &apps, &status}) EXPECT_LT(r->seconds, 2.0);
+    // not for sample's old five seconds of waiting.
+    for (const Result* r : {&sample, &apps, &status}) EXPECT_LT(r->seconds, 3.0);
     std::printf("sample --count 1 --json %.2f s, apps --json %.2f s, status --json %.2f s\n", sample.seconds,
                 apps.seconds, status.seconds);
 }
@@ -441,7 +441,7 @@ TEST_F(CommandLineTest, OneRecorderPerDatabaseAndStoppingSavesThePartialMinute) 
     std::filesystem::remove_all(dir);
 }
 
-TEST(CommandLineTest, AppsJsonCarriesWhoMadeEachGroup) {
+TEST_F(CommandLineTest, AppsJsonCarriesWhoMadeEachGroup) {
     Result apps = run("apps --json");
     ASSERT_EQ(apps.status, 0) << apps.output;
     auto rows = nlohmann::json::parse(apps.output, nullptr, false);
