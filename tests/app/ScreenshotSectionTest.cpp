@@ -69,6 +69,7 @@ TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {
     context.ui = &ui;
     MainWindow window(context);
     window.resize(1280, 820);
+    window.page(Section::memory);  // its breakdown series starts with the page
     monitor.start();
     window.show();
     serve(7000);  // a few live ticks for the series

@@ -82,9 +82,11 @@ inline void fillHistory(HistoryStore& store, int64_t end, int64_t days, int apps
         sys.diskWrite = 80000;
         apps.clear();
         for (int k = 0; k < appsPerMinute; ++k) {
-            const std::string name = names[static_cast<size_t>((n + k * 3) % 10)];
-            apps.push_back({ts, "proc:" + name, name, busy * (40.0 - k * 6) + static_cast<double>(n % 5), 3e8 + k * 1e8,
-                            0.4 * (appsPerMinute - k), 1000.0 * k});
+            const auto j = static_cast<size_t>((n + k * 3) % 10);
+            const double weight = 10.0 - static_cast<double>(j);  // Firefox the busiest, dockerd the least
+            apps.push_back({ts, "proc:" + std::string(names[j]), names[j],
+                            busy * weight * 4 + static_cast<double>(n % 5), 2e8 + weight * 1e8, busy * weight * 0.3,
+                            1000.0 * weight});
         }
         store.write(sys, apps);
         if (n % 240 == 7) {

@@ -90,8 +90,8 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     tree_->setColumnWidth(AppsTreeModel::kind, 95);
     for (int column : {AppsTreeModel::cpu, AppsTreeModel::memory, AppsTreeModel::power, AppsTreeModel::disk})
         tree_->setColumnWidth(column, 80);
-    tree_->setColumnWidth(AppsTreeModel::cpuTrend, 90);
-    tree_->setColumnWidth(AppsTreeModel::memoryTrend, 90);
+    tree_->setColumnWidth(AppsTreeModel::cpuTrend, 100);
+    tree_->setColumnWidth(AppsTreeModel::memoryTrend, 115);
 
     panel_ = new ExplainPanel(this);
     panel_->setLibrary(&ProcessLibrary::shared());

@@ -50,6 +50,7 @@ EnergyPage::EnergyPage(AppContext& context, QWidget* parent) : SectionPage(Secti
     watts_ = makePageTitle({}, content);
     watts_->setObjectName("wattsNow");
     sentence_ = makeText({}, content);
+    layout->addWidget(makeText("Whole machine, now", content, true));
     layout->addWidget(watts_);
     layout->addWidget(sentence_);
 
@@ -154,7 +155,8 @@ void EnergyPage::refresh() {
 
     // Since unplugged.
     const auto start = monitor.batterySessionStart();
-    if (start) {
+    drain_->setVisible(b.present);
+    if (b.present && start) {
         setText(drainSubtitle_, shown(energy::sinceUnpluggedSubtitle(*start)));
         const auto shares = energy::drainShares(monitor.batterySessionEnergy());
         QString drain;

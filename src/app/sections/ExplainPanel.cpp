@@ -192,7 +192,7 @@ QString ExplainPanel::commandLine(int32_t pid) {
     QString text;
 #ifdef __linux__
     if (auto raw = readFile("/proc/" + std::to_string(pid) + "/cmdline", 64 * 1024))
-        text = QString::fromStdString(commandLineText(*raw));
+        text = QString::fromStdString(commandLineText(*raw, 160));
 #endif
     commandLines_[pid] = text;
     return text;

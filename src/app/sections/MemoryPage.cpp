@@ -173,10 +173,10 @@ void MemoryPage::showAdvisor() {
     if (card.verdict == advisor::Verdict::plenty) tone = Insights::Tone::good;
     if (card.verdict == advisor::Verdict::enough) tone = Insights::Tone::good;
     if (card.verdict == advisor::Verdict::upgrade) tone = Insights::Tone::warn;
-    advisorSymbol_->setText(symbolGlyph(card.symbol));
-    QPalette pal = advisorSymbol_->palette();
+    advisorSymbol_->setPixmap(symbolIcon(card.symbol).pixmap(28, 28));
+    QPalette pal = advisorTitle_->palette();
     pal.setColor(QPalette::WindowText, toneColor(tone));
-    advisorSymbol_->setPalette(pal);
+    advisorTitle_->setPalette(pal);
     setText(advisorTitle_, shown(card.title));
     setText(advisorText_, shown(card.text));
     QString tiles;

@@ -50,6 +50,7 @@ NetworkPage::NetworkPage(AppContext& context, QWidget* parent) : SectionPage(Sec
     net_->setObjectName("networkChart");
     net_->setMinimumHeight(150);
     net_->setValueText(rateText);
+    net_->setMinimumTop(10 * 1024);
     totals_ = makeText({}, network, true);
     network->body()->addWidget(netNow_);
     network->body()->addWidget(net_);
@@ -63,6 +64,7 @@ NetworkPage::NetworkPage(AppContext& context, QWidget* parent) : SectionPage(Sec
     disk_->setObjectName("diskChart");
     disk_->setMinimumHeight(150);
     disk_->setValueText(rateText);
+    disk_->setMinimumTop(10 * 1024);
     space_ = makeText({}, disk);
     disk->body()->addWidget(diskNow_);
     disk->body()->addWidget(disk_);

@@ -1,6 +1,8 @@
 #include "app/sections/SectionStyle.h"
 
+#include <QApplication>
 #include <QLabel>
+#include <QStyle>
 #include <QVBoxLayout>
 
 #include "shell/fmt/PlatformWording.h"
@@ -65,12 +67,17 @@ Card::Card(const QString& heading, QWidget* parent) : QFrame(parent) {
 
 namespace qm::app {
 QString symbolGlyph(const std::string& symbol) {
-    if (symbol == "info.circle.fill") return QString::fromUtf8("\u24d8");
-    if (symbol == "arrow.up.circle.fill") return QString::fromUtf8("\u2b06");
-    if (symbol == "hourglass") return QString::fromUtf8("\u231b");
-    if (symbol == "clock.badge.checkmark") return QString::fromUtf8("\u23f1");
+    // Only glyphs common fonts carry; the rest are drawn as icons (symbolIcon).
     if (symbol == "bolt.badge.clock") return QString::fromUtf8("\u26a1");
-    if (symbol.rfind("battery.", 0) == 0) return QString::fromUtf8("\U0001f50b");
+    return {};
+}
+
+QIcon symbolIcon(const std::string& symbol) {
+    QStyle* style = QApplication::style();
+    if (symbol == "info.circle.fill") return style->standardIcon(QStyle::SP_MessageBoxInformation);
+    if (symbol == "arrow.up.circle.fill") return style->standardIcon(QStyle::SP_ArrowUp);
+    if (symbol == "hourglass") return style->standardIcon(QStyle::SP_BrowserReload);
+    if (symbol == "clock.badge.checkmark") return style->standardIcon(QStyle::SP_DialogApplyButton);
     return {};
 }
 

@@ -5,6 +5,7 @@
 
 #include <QColor>
 #include <QFrame>
+#include <QIcon>
 #include <QString>
 #include <string>
 
@@ -44,6 +45,8 @@ private:
 namespace qm::app {
 // A glyph standing in for a named system symbol ("info.circle.fill").
 QString symbolGlyph(const std::string& symbol);
+// The style's icon standing in for a named system symbol; null when there is none.
+QIcon symbolIcon(const std::string& symbol);
 // The text of every label under `widget` that is not hidden, one per line (tests).
 QString visibleText(const QWidget* widget);
 }  // namespace qm::app

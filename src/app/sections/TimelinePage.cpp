@@ -84,8 +84,7 @@ TimelinePage::TimelinePage(AppContext& context, QWidget* parent) : SectionPage(S
     chartsLayout->addWidget(memory_);
     chartsLayout->addWidget(chartLabel("Power", chartsPage));
     chartsLayout->addWidget(power_);
-    auto* empty =
-        new Card(symbolGlyph(HistoryTimelineView::emptySymbol) + " " + HistoryTimelineView::emptyTitle, charts_);
+    auto* empty = new Card(HistoryTimelineView::emptyTitle, charts_);
     empty->setObjectName("timelineEmpty");
     empty->body()->addWidget(makeText(shown(HistoryTimelineView::emptyText), empty));
     empty->body()->addStretch(1);
@@ -162,11 +161,40 @@ void TimelinePage::load() {
         return;
     }
     loadTimer_.start();
+    // The latest range read ahead moments ago is shown at once.
+    const auto& ready = ahead_[static_cast<size_t>(view_.range)];
+    if (back_ == 0 && ready && ready->view.loaded &&
+        shownEnd_ - ready->end < static_cast<double>(HistoryTimelineView::bucket(view_.range))) {
+        shownEnd_ = ready->end;
+        view_.rows = ready->view.rows;
+        view_.events = ready->view.events;
+        view_.loaded = true;
+        showRows();
+        lastLoadMs_ = loadTimer_.elapsed();
+        if (onShown) onShown();
+        return;
+    }
     view_.load(*history, shownEnd_, [this] {
         showRows();
         lastLoadMs_ = loadTimer_.elapsed();
         if (onShown) onShown();
+        prefetch();
     });
+}
+
+void TimelinePage::prefetch() {
+    HistoryStore* history = context().history;
+    if (!history) return;
+    const Date end = now();
+    for (auto range : HistoryTimelineView::allRanges) {
+        auto& slot = ahead_[static_cast<size_t>(range)];
+        if (range == view_.range || (slot && end - slot->end < static_cast<double>(HistoryTimelineView::bucket(range))))
+            continue;
+        slot = std::make_unique<Ahead>();
+        slot->view.range = range;
+        slot->end = end;
+        slot->view.load(*history, end, nullptr);
+    }
 }
 
 void TimelinePage::showRows() {

@@ -5,7 +5,9 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <array>
 #include <functional>
+#include <memory>
 
 #include "app/sections/SectionPage.h"
 #include "history/Timeline.h"
@@ -47,12 +49,20 @@ public:
 
 private:
     void load();
+    // After the shown range is in, the latest of the other ranges are read ahead, so
+    // switching to them shows at once.
+    void prefetch();
     void showRows();
     void showMoment();
     Date endOfShownRange() const;
 
     HistoryTimelineView view_;
     int back_ = 0;
+    struct Ahead {
+        HistoryTimelineView view;
+        Date end = 0;
+    };
+    std::array<std::unique_ptr<Ahead>, 4> ahead_;
     QElapsedTimer loadTimer_;
     qint64 lastLoadMs_ = 0;
     Date shownEnd_ = 0;

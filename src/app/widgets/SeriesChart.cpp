@@ -43,6 +43,12 @@ void SeriesChart::setFixedMaximum(std::optional<double> maximum) {
     invalidate();
 }
 
+void SeriesChart::setMinimumTop(double top) {
+    if (top == minimumTop_) return;
+    minimumTop_ = top;
+    invalidate();
+}
+
 void SeriesChart::setValueText(std::function<QString(double)> text) {
     valueText_ = std::move(text);
     update();
@@ -104,7 +110,7 @@ void SeriesChart::rebuild() {
             for (double v : s.values)
                 if (std::isfinite(v)) top = std::max(top, v);
     }
-    top_ = fixedMax_ ? *fixedMax_ : (top > 0 ? top * 1.1 : 1.0);
+    top_ = fixedMax_ ? *fixedMax_ : std::max(minimumTop_, top > 0 ? top * 1.1 : 1.0);
     if (!(top_ > 0)) top_ = 1;
 
     const QRectF plot = plotRect();

@@ -40,6 +40,8 @@ public:
     void setStacked(bool stacked);
     // The top of the y axis; without one the largest value (or stacked sum) is used.
     void setFixedMaximum(std::optional<double> maximum);
+    // The least the automatic top of the y axis may be.
+    void setMinimumTop(double top);
     // How the axis's top value is written ("100%", "4.2 MB/s").
     void setValueText(std::function<QString(double)> text);
     void setMarks(std::vector<Mark> marks);
@@ -76,6 +78,7 @@ private:
     double xMin_ = 0, xMax_ = 1;
     bool stacked_ = false;
     std::optional<double> fixedMax_;
+    double minimumTop_ = 0;
     std::function<QString(double)> valueText_;
     std::vector<Mark> marks_;
     std::optional<double> selection_;
