@@ -64,7 +64,7 @@ SensorsPage::SensorsPage(AppContext& context, QWidget* parent) : SectionPage(Sec
 void SensorsPage::refresh() {
     const Monitor& monitor = *context().monitor;
     const ThermalStats& t = monitor.snapshot().thermal;
-    const auto label = Insights::thermalLabel(t.state);
+    const auto label = Insights::thermalLabel(t);
     setText(thermal_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
                           .arg(toneColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
     setText(thermalText_, shown(label.detail));
