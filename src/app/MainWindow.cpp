@@ -1,10 +1,13 @@
 #include "app/MainWindow.h"
 
+#include <QAction>
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QStackedWidget>
 
+#include "app/palette/PaletteOverlay.h"
 #include "app/sections/SectionPage.h"
+#include "knowledge/ProcessLibrary.h"
 
 namespace qm::app {
 
@@ -30,11 +33,29 @@ MainWindow::MainWindow(AppContext& context, QWidget* parent) : QMainWindow(paren
     layout->addWidget(stack_, 1);
     setCentralWidget(central);
 
+    palette_ = new PaletteOverlay(context_, ProcessLibrary::shared(), central);
+    // Qt writes the Mac's ⌘ as Ctrl in key sequences, so one spelling serves both.
+    auto* search = new QAction("Search", this);
+    search->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_K));
+    connect(search, &QAction::triggered, this,
+            [this] { context_.ui->setPaletteVisible(!context_.ui->paletteVisible()); });
+    addAction(search);
+    auto* settings = new QAction("Settings\u2026", this);
+    settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    connect(settings, &QAction::triggered, this, &MainWindow::settingsRequested);
+    addAction(settings);
+
     connect(sidebar_, &QListWidget::currentRowChanged, this, [this](int row) {
         if (row >= 0 && row < static_cast<int>(allSections.size())) context_.ui->show(allSections[row]);
     });
-    uiToken_ = context_.ui->observe([this] { showSection(context_.ui->section()); });
-    monitorToken_ = context_.monitor->observe([this] { refreshCurrent(); });
+    uiToken_ = context_.ui->observe([this] {
+        showSection(context_.ui->section());
+        syncPalette();
+    });
+    monitorToken_ = context_.monitor->observe([this] {
+        refreshCurrent();
+        if (isVisible()) palette_->refresh();
+    });
     showSection(context_.ui->section());
 }
 
@@ -64,6 +85,14 @@ void MainWindow::showSection(Section section) {
     next->refresh();
 }
 
+void MainWindow::syncPalette() {
+    const bool wanted = context_.ui->paletteVisible();
+    if (wanted && !palette_->isVisible())
+        palette_->open();
+    else if (!wanted && palette_->isVisible())
+        palette_->dismiss();
+}
+
 void MainWindow::refreshCurrent() {
     if (current_ && isVisible()) current_->refresh();
 }
@@ -76,6 +105,7 @@ void MainWindow::showEvent(QShowEvent* event) {
 
 void MainWindow::hideEvent(QHideEvent* event) {
     QMainWindow::hideEvent(event);
+    if (context_.ui->paletteVisible()) context_.ui->setPaletteVisible(false);
     context_.monitor->removeDemand(demandId);
 }
 

@@ -1,6 +1,7 @@
-// The main window: a sidebar of the seven sections and the page of the selected one.
-// While it is showing it puts "main" into the Monitor's demand set, so the sampler
-// runs live; only the page on screen is refreshed.
+// The main window: a sidebar of the seven sections and the page of the selected one,
+// with the command palette over it on Ctrl+K (⌘K). While it is showing it puts "main"
+// into the Monitor's demand set, so the sampler runs live; only the page on screen is
+// refreshed.
 #pragma once
 
 #include <QMainWindow>
@@ -14,6 +15,7 @@ class QStackedWidget;
 namespace qm::app {
 
 class SectionPage;
+class PaletteOverlay;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -24,6 +26,10 @@ public:
     // The page of a section, made on first use.
     SectionPage* page(Section section);
     SectionPage* currentPage() const { return current_; }
+    PaletteOverlay* palette() const { return palette_; }
+
+signals:
+    void settingsRequested();
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -32,12 +38,14 @@ protected:
 private:
     void showSection(Section section);
     void refreshCurrent();
+    void syncPalette();
 
     AppContext& context_;
     QListWidget* sidebar_ = nullptr;
     QStackedWidget* stack_ = nullptr;
     std::map<Section, SectionPage*> pages_;
     SectionPage* current_ = nullptr;
+    PaletteOverlay* palette_ = nullptr;
     int monitorToken_ = 0;
     int uiToken_ = 0;
 };

@@ -55,6 +55,14 @@ MenuBarLabel menuBarLabel(const Snapshot& snapshot, MenuBarStyle style) {
     return label;
 }
 
+std::vector<std::string> trayLines(const MenuBarLabel& label) {
+    std::vector<std::string> lines = label.lines;
+    if (lines.size() < 2) return lines;
+    for (std::string& line : lines)
+        if (auto space = line.find(' '); space != std::string::npos) line.erase(0, space + 1);
+    return lines;
+}
+
 std::optional<MenuBarLabel> MenuBarLabelUpdater::update(const Snapshot& snapshot, MenuBarStyle style, bool force) {
     MenuBarLabel label = menuBarLabel(snapshot, style);
     if (!force && lastDrawn_ && lastDrawn_->drawsLike(label)) return std::nullopt;

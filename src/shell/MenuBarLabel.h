@@ -35,6 +35,11 @@ bool menuBarAlert(const Snapshot& snapshot);
 
 MenuBarLabel menuBarLabel(const Snapshot& snapshot, MenuBarStyle style);
 
+// A tray slot on a Linux panel is square: there is room for the figures only, so the
+// two-line label drops its "CPU " and "MEM " words (the renderer colours the lines
+// instead, and the tooltip still says everything).
+std::vector<std::string> trayLines(const MenuBarLabel& label);
+
 // Remembers what was last drawn so the label is re-rendered only when it changes.
 class MenuBarLabelUpdater {
 public:

@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# What the desktop app costs, next to the `quillmere record` service in the same run:
+# CPU share (percent of one core, from /proc/<pid>/stat utime+stime) and resident
+# memory (VmRSS; VmHWM for the peak) of each process over a measured stretch,
+#   1. with the app in the tray only (background sampling, 5 s on mains),
+#   2. with the main window open on the overview (live sampling, 2 s).
+# Runs on a private Xvfb with trayer as the tray host, a private D-Bus session and
+# private settings and history. The recorder holds the history lock, so the app
+# samples for display only, as it does beside the service.
+#
+#   bench/app-cost.sh [--build build] [--seconds 300]
+set -euo pipefail
+
+build=build
+seconds=300
+while [[ $# -gt 0 ]]; do
+    case "$1" in
+        --build) build=$2; shift 2 ;;
+        --seconds) seconds=$2; shift 2 ;;
+        --inner) inner=1; shift ;;
+        *) echo "usage: $0 [--build DIR] [--seconds N]" >&2; exit 2 ;;
+    esac
+done
+if [[ -z "${inner:-}" ]]; then
+    exec dbus-run-session -- "$0" --inner --build "$build" --seconds "$seconds"
+fi
+
+app=$(realpath "$build/quillmere-app")
+cli=$(realpath "$build/quillmere")
+work=$(mktemp -d)
+export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
+mkdir -p "$XDG_CONFIG_HOME/quillmere" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR"
+chmod 700 "$XDG_RUNTIME_DIR"
+unset WAYLAND_DISPLAY QT_QPA_PLATFORM
+
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
+    wait 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+display=95
+while [[ -e /tmp/.X11-unix/X$display || -e /tmp/.X$display-lock ]]; do display=$((display + 1)); done
+export DISPLAY=:$display
+Xvfb "$DISPLAY" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+pids+=($!)
+for _ in $(seq 50); do [[ -e /tmp/.X11-unix/X$display ]] && break; sleep 0.1; done
+trayer --edge top --align right --widthtype pixel --width 160 --heighttype pixel --height 32 >/dev/null 2>&1 &
+pids+=($!)
+sleep 1
+
+cat >"$XDG_CONFIG_HOME/quillmere/settings.json" <<JSON
+{"onboarded": true, "migration.menuBar.v2": true, "menuBar.enabled": true, "menuBar.style": "cpuMemory",
+ "window.atLaunch": false, "refresh.interval": 2.0}
+JSON
+
+"$cli" record --quiet >/dev/null 2>&1 &
+record=$!
+pids+=($record)
+sleep 1
+"$app" >/dev/null 2>&1 &
+desktop=$!
+pids+=($desktop)
+
+ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
+rss() { awk '/^VmRSS/ {print $2}' "/proc/$1/status"; }
+hwm() { awk '/^VmHWM/ {print $2}' "/proc/$1/status"; }
+hz=$(getconf CLK_TCK)
+
+# Measures both processes for $seconds; prints one line each.
+measure() {
+    local label=$1
+    local a0 r0 a1 r1 t0 t1
+    a0=$(ticks "$desktop"); r0=$(ticks "$record"); t0=$(date +%s.%N)
+    sleep "$seconds"
+    a1=$(ticks "$desktop"); r1=$(ticks "$record"); t1=$(date +%s.%N)
+    for who in app record; do
+        local pid=$desktop d=$((a1 - a0))
+        [[ $who == record ]] && pid=$record d=$((r1 - r0))
+        awk -v d="$d" -v hz="$hz" -v t0="$t0" -v t1="$t1" -v rss="$(rss "$pid")" -v hwm="$(hwm "$pid")" \
+            -v label="$label" -v who="$who" 'BEGIN {
+                printf "%-22s %-16s CPU %6.3f %% of a core   RSS %6.1f MB (peak %.1f MB)\n",
+                       label, who, d / hz / (t1 - t0) * 100, rss / 1024, hwm / 1024 }'
+    done
+}
+
+sleep 10  # past start-up: the first figures, the process library, the fonts
+echo "measuring ${seconds}s per phase on $(nproc) CPUs"
+measure "tray only"
+"$app"  # a second launch: opens the main window on the overview
+sleep 5
+measure "overview open (2 s)"

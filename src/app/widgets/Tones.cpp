@@ -1,0 +1,27 @@
+#include "app/widgets/Tones.h"
+
+namespace qm::app {
+
+QColor verdictColor(Insights::Tone tone) {
+    switch (tone) {
+        case Insights::Tone::good: return {0x2e, 0xa0, 0x43};
+        case Insights::Tone::warn: return {0xe0, 0x8a, 0x00};
+        case Insights::Tone::bad: return {0xd9, 0x30, 0x25};
+        case Insights::Tone::secondary: break;
+    }
+    return {0x8a, 0x8a, 0x8e};
+}
+
+QColor severityColor(int level) {
+    if (level <= 0) return verdictColor(Insights::Tone::good);
+    if (level == 1) return verdictColor(Insights::Tone::warn);
+    return verdictColor(Insights::Tone::bad);
+}
+
+QColor cpuColor() { return {0x2f, 0x7d, 0xe1}; }
+QColor memoryColor() { return {0x8e, 0x4e, 0xd8}; }
+QColor powerColor() { return {0xe0, 0x8a, 0x00}; }
+QColor networkColor() { return {0x1b, 0xa5, 0x9b}; }
+QColor diskColor() { return {0xc2, 0x4f, 0x8a}; }
+
+}  // namespace qm::app
