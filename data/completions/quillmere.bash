@@ -21,6 +21,7 @@ _quillmere() {
         --style) COMPREPLY=($(compgen -W "icon cpu cpuMemory temperature power" -- "$cur")); return ;;
         --format) COMPREPLY=($(compgen -W "text waybar" -- "$cur")); return ;;
         --range) COMPREPLY=($(compgen -W "1h 24h 7d 30d" -- "$cur")); return ;;
+        --table) COMPREPLY=($(compgen -W "system apps events" -- "$cur")); return ;;
         --since|--at|--from|--to) COMPREPLY=($(compgen -W "30m 2h 24h 7d" -- "$cur")); return ;;
         -n|--count|-i|--interval|--query|--pid) return ;;
     esac
@@ -31,7 +32,7 @@ _quillmere() {
         status|sensors|search|explain) options="--json" ;;
         sample) options="--count --interval --live --json" ;;
         apps) options="--filter --query --sort --tree --pid --json" ;;
-        bar) options="--style --format --follow --json" ;;
+        bar) options="--style --format --follow --interval --json" ;;
         record) options="--db --quiet --no-notify --json" ;;
         events) options="--since --json --db" ;;
         timeline) options="--range --at --json --db" ;;
@@ -39,7 +40,7 @@ _quillmere() {
         alerts) [[ -z "$sub" ]] && { COMPREPLY=($(compgen -W "test" -- "$cur")); return; } ;;
         history)
             if [[ -z "$sub" ]]; then COMPREPLY=($(compgen -W "size erase export --db" -- "$cur")); return; fi
-            case "$sub" in erase) options="--yes" ;; export) options="--from --to --json" ;; size) options="--json" ;; esac ;;
+            case "$sub" in erase) options="--yes" ;; export) options="--csv --json --table --from --to" ;; size) options="--json" ;; esac ;;
         config)
             if [[ -z "$sub" ]]; then COMPREPLY=($(compgen -W "get set unset list" -- "$cur")); return; fi
             case "$sub" in

@@ -27,6 +27,8 @@ void run(const AdvisorOptions& options) {
     RecordedHistory history = openRecordedHistory(options.db, "advisor");
     std::optional<Advisor> advisor;
     if (history.store) advisor = Advisor::load(*history.store);
+    // A failed read has been logged; it must not pass for "still learning".
+    if (history.store && !history.store->error().empty()) exitWith(1);
     int64_t installedGB = wholeGigabytes(MachineInfo::current().memory);
     advisor::Card card = advisor::card(advisor, installedGB);
 

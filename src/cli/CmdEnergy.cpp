@@ -132,6 +132,8 @@ void run(const EnergyOptions& options) {
     }
     RecordedHistory recorded = openRecordedHistory(options.db, "energy");
     HistoryPart history = readHistory(recorded, snapshot->battery, Clock::system().now());
+    // A failed read has been logged; it must not pass for a day without energy.
+    if (recorded.store && !recorded.store->error().empty()) exitWith(1);
     if (options.json)
         printEnergyJson(*snapshot, history);
     else

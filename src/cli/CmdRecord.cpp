@@ -16,9 +16,11 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "core/JsonText.h"
 #include "core/Monitor.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
+#include "core/SnapshotJson.h"
 #include "history/AlertCenter.h"
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
@@ -35,6 +37,7 @@ struct RecordOptions {
     std::string db;
     bool quiet = false;
     bool noNotify = false;
+    bool json = false;  // each event as one JSON object per line, nothing else on stdout
 };
 
 std::string eventLine(const TimelineEvent& e) {
@@ -98,7 +101,8 @@ void run(const RecordOptions& options) {
         alerts = std::make_unique<AlertCenter>(makePlatformNotificationSink(), loop, recorderAlertHooks());
     Monitor monitor(loop, std::make_unique<Sampler>(std::move(deps)), &store);
     monitor.onEvents = [&](const std::vector<TimelineEvent>& events) {
-        for (const auto& event : events) std::cout << eventLine(event) << '\n';
+        for (const auto& event : events)
+            std::cout << (options.json ? jsonText(nlohmann::json(event)) : eventLine(event)) << '\n';
         std::cout << std::flush;
         if (alerts) alerts->deliver(events);
     };
@@ -109,7 +113,7 @@ void run(const RecordOptions& options) {
         loop.post([&] { loop.stop(); });
     });
 
-    if (!options.quiet)
+    if (!options.quiet && !options.json)
         std::cout << "Recording to " << path << " every " << Fmt::number(monitor.sampler().interval(), 0)
                   << " s on mains, 10 s on battery. Ctrl-C stops." << std::endl;
     monitor.start();
@@ -124,7 +128,7 @@ void run(const RecordOptions& options) {
                      path.c_str());
         exitWith(1);
     }
-    if (!options.quiet)
+    if (!options.quiet && !options.json)
         std::cout << (monitor.hasData() ? "Stopped; the current minute was saved." : "Stopped before the first sample.")
                   << std::endl;
 }
@@ -136,6 +140,7 @@ RegisterCommand registration("record", [](CLI::App& app) {
                     "history database (default: $QUILLMERE_DB, else the data folder's history.sqlite)");
     cmd->add_flag("-q,--quiet", options->quiet, "Print only events");
     cmd->add_flag("--no-notify", options->noNotify, "Do not show desktop notifications for events");
+    cmd->add_flag("--json", options->json, "Print each event as one JSON object per line (JSON Lines), nothing else");
     cmd->callback([options] { run(*options); });
 });
 

@@ -138,6 +138,8 @@ void run(const TimelineOptions& options) {
     if (history.store) {
         view.loadNow(*history.store, now);
         if (at) view.selectNow(*at, *history.store);
+        // A failed read has been logged; it must not pass for an empty history.
+        if (!history.store->error().empty()) exitWith(1);
     } else {
         view.loaded = true;
         if (at) view.selected = at;

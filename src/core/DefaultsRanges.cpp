@@ -20,10 +20,12 @@ std::string plain(double value) {
 std::optional<SettingRange> settingRange(std::string_view key) {
     // Live refresh faster than a second costs more than it shows; slower than a minute
     // is no longer live. The CPU threshold is in percent of one core (100 per core).
+    // Zero minutes means "at the first sample over the threshold": with the threshold
+    // at 10 % or more and one report per app per 45 minutes it cannot flood.
     static const std::pair<std::string_view, SettingRange> ranges[] = {
         {"refresh.interval", {1, 60, "seconds"}},
         {"alert.highCPU.threshold", {10, 10000, "percent of one core"}},
-        {"alert.highCPU.minutes", {1, 1440, "minutes"}},
+        {"alert.highCPU.minutes", {0, 1440, "minutes"}},
     };
     for (const auto& [name, range] : ranges)
         if (name == key) return range;

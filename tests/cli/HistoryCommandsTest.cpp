@@ -173,7 +173,7 @@ TEST(HistoryCommandsTest, AHistoryThatCannotBeReadIsAnErrorNamingTheFileNeverAnE
 TEST(HistoryCommandsTest, NumericSettingsOutsideTheirRangeAreRefusedWithTheRange) {
     Scratch dir;
     const std::string env = "XDG_CONFIG_HOME=" + dir.path();
-    for (std::string arguments : {"refresh.interval 1e10", "alert.highCPU.threshold 0", "alert.highCPU.minutes 0"}) {
+    for (std::string arguments : {"refresh.interval 1e10", "alert.highCPU.threshold 0", "alert.highCPU.minutes -1"}) {
         Result r = run("config set " + arguments, env);
         EXPECT_EQ(r.status, 2) << arguments << ": " << r.output;
         EXPECT_NE(r.output.find(" to "), std::string::npos) << r.output;

@@ -103,8 +103,8 @@ TEST_F(EventDetectorTest, HighCPUFollowsTheSettings) {
     other.groups = {group("proc:cc1", "cc1", 89)};
     for (int i = 0; i < 5; ++i) EXPECT_TRUE(tick(other).empty());
 
-    // Values beyond the range (a hand-edited file) read as its ends: 0 % for 0 minutes
-    // would make every process an event on every tick.
+    // Values beyond the range (a hand-edited file) read as its ends: 0 % at once would
+    // make every process an event; the threshold reads as 10 %.
     defaults.set("alert.highCPU.threshold", 0.0);
     defaults.set("alert.highCPU.minutes", 0.0);
     Snapshot quiet;
