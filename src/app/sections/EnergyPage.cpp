@@ -35,17 +35,9 @@ constexpr double todayInterval = 60;
 }  // namespace
 
 EnergyPage::EnergyPage(AppContext& context, QWidget* parent) : SectionPage(Section::energy, context, parent) {
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    outer->addWidget(scroll);
-    auto* content = new QWidget(scroll);
-    scroll->setWidget(content);
-    auto* layout = new QVBoxLayout(content);
-    layout->setContentsMargins(16, 12, 16, 12);
-    layout->addWidget(makePageTitle("Energy", content));
+    const ScrollingPage page = makeScrollingPage(this, "Energy");
+    QWidget* content = page.content;
+    QVBoxLayout* layout = page.layout;
 
     watts_ = makePageTitle({}, content);
     watts_->setObjectName("wattsNow");

@@ -62,17 +62,9 @@ void BreakdownBar::paintEvent(QPaintEvent*) {
 }
 
 MemoryPage::MemoryPage(AppContext& context, QWidget* parent) : SectionPage(Section::memory, context, parent) {
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    outer->addWidget(scroll);
-    auto* content = new QWidget(scroll);
-    scroll->setWidget(content);
-    auto* layout = new QVBoxLayout(content);
-    layout->setContentsMargins(16, 12, 16, 12);
-    layout->addWidget(makePageTitle(QString::fromUtf8(sections::sectionText::memoryTitle), content));
+    const ScrollingPage page = makeScrollingPage(this, QString::fromUtf8(sections::sectionText::memoryTitle));
+    QWidget* content = page.content;
+    QVBoxLayout* layout = page.layout;
 
     auto* breakdown = new Card(QString::fromUtf8(sections::sectionText::breakdownTitle), content);
     used_ = makeText({}, breakdown);

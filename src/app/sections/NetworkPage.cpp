@@ -31,17 +31,9 @@ const QColor inColor(0x3b, 0x7d, 0xd8), outColor(0xd8, 0x8a, 0x0b);
 
 NetworkPage::NetworkPage(AppContext& context, QWidget* parent) : SectionPage(Section::network, context, parent) {
     using namespace sections::sectionText;
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    outer->addWidget(scroll);
-    auto* content = new QWidget(scroll);
-    scroll->setWidget(content);
-    auto* layout = new QVBoxLayout(content);
-    layout->setContentsMargins(16, 12, 16, 12);
-    layout->addWidget(makePageTitle(networkTitle, content));
+    const ScrollingPage page = makeScrollingPage(this, networkTitle);
+    QWidget* content = page.content;
+    QVBoxLayout* layout = page.layout;
 
     auto* network = new Card("Network", content);
     netNow_ = makeText({}, network);

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QScrollArea>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -35,6 +36,21 @@ QLabel* makePageTitle(const QString& text, QWidget* parent) {
     label->setFont(font);
     label->setObjectName("pageTitle");
     return label;
+}
+
+ScrollingPage makeScrollingPage(QWidget* page, const QString& title) {
+    auto* outer = new QVBoxLayout(page);
+    outer->setContentsMargins(0, 0, 0, 0);
+    auto* scroll = new QScrollArea(page);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    outer->addWidget(scroll);
+    auto* content = new QWidget(scroll);
+    scroll->setWidget(content);
+    auto* layout = new QVBoxLayout(content);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->addWidget(makePageTitle(title, content));
+    return {content, layout};
 }
 
 QLabel* makeText(const QString& text, QWidget* parent, bool secondary) {

@@ -24,6 +24,13 @@ QColor levelColor(int level);  // 0 fine, 1 attention, 2 alert
 
 // The big title at the top of a page.
 QLabel* makePageTitle(const QString& text, QWidget* parent);
+// A page whose content scrolls under its title: the page's own layout holds only the
+// scroll area; sections add their cards to the returned layout, parented to `content`.
+struct ScrollingPage {
+    QWidget* content;
+    QVBoxLayout* layout;
+};
+ScrollingPage makeScrollingPage(QWidget* page, const QString& title);
 // A wrapped, selectable label.
 QLabel* makeText(const QString& text, QWidget* parent, bool secondary = false);
 

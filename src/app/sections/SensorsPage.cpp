@@ -19,17 +19,9 @@ void setText(QLabel* label, const QString& text) {
 
 SensorsPage::SensorsPage(AppContext& context, QWidget* parent) : SectionPage(Section::sensors, context, parent) {
     using namespace sections::sectionText;
-    auto* outer = new QVBoxLayout(this);
-    outer->setContentsMargins(0, 0, 0, 0);
-    auto* scroll = new QScrollArea(this);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    outer->addWidget(scroll);
-    auto* content = new QWidget(scroll);
-    scroll->setWidget(content);
-    auto* layout = new QVBoxLayout(content);
-    layout->setContentsMargins(16, 12, 16, 12);
-    layout->addWidget(makePageTitle(sensorsTitle, content));
+    const ScrollingPage page = makeScrollingPage(this, sensorsTitle);
+    QWidget* content = page.content;
+    QVBoxLayout* layout = page.layout;
 
     auto* thermal = new Card(thermalTitle, content);
     thermal_ = makeText({}, thermal);
