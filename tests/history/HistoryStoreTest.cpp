@@ -251,6 +251,7 @@ TEST(HistoryStore, AppTotalsOverAllMinutesOrOnlyOnBattery) {
     store.write(onBattery, {appAt(base + 60, "proc:a", 50, 1, 2e8)});
     // An app minute without its system row (a crash between writes).
     store.write(minuteAt(base + 600), {appAt(base + 120, "proc:c", 10, 100)});
+    store.waitUntilIdle();  // the writes are queued: the second connection must not meet them mid-way
     rawExec(store.path(), "DELETE FROM sys WHERE ts = " + std::to_string(base + 600) + ";");
 
     auto all = store.appTotalsSync(base, base + 120, false, 10);

@@ -153,6 +153,7 @@ TEST(TimelineTest, MomentPanelShowsTheBucketRowAppsAndNearbyEvents) {
     store.write(minuteAt(at, 55), {busyApp(at, "proc:a", 10)});
     // A bucket with apps but no system row.
     int64_t bare = tenOClock + 1200;
+    store.waitUntilIdle();  // the write above is queued: the second connection must not meet it mid-way
     rawExec(dir.file("h.sqlite"), "INSERT INTO app VALUES(" + std::to_string(bare) + ",'proc:only','only',5,1e8,1,0);");
     store.write(eventAt(at - 300, "one bucket before"));
     store.write(eventAt(at + 599, "end of the next bucket"));
