@@ -18,5 +18,6 @@ cmake --build "$build" -j"$jobs"
 # Leak checking stays on (the default on Linux).
 export ASAN_OPTIONS="halt_on_error=1:abort_on_error=1:strict_string_checks=1${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
 export UBSAN_OPTIONS="halt_on_error=1:abort_on_error=1:print_stacktrace=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
-export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp${LSAN_OPTIONS:+:$LSAN_OPTIONS}"
+# print_suppressions=0: commands under test keep their stderr to what they say themselves.
+export LSAN_OPTIONS="suppressions=$PWD/scripts/lsan.supp:print_suppressions=0${LSAN_OPTIONS:+:$LSAN_OPTIONS}"
 cd "$build" && ctest --output-on-failure -j"$jobs"
