@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "knowledge/StatusChips.h"
 #include "shell/fmt/Fmt.h"
 
 namespace qm::sections {
@@ -32,19 +33,10 @@ std::string swapLine(const MemoryStats& m) {
     return line + " swap used";
 }
 
-int64_t installedGB(uint64_t totalBytes) { return std::llround(static_cast<double>(totalBytes) / 1073741824.0); }
+int64_t installedGB(uint64_t totalBytes) { return wholeGigabytes(totalBytes); }
 
-std::string groupTitle(SensorReading::Group group) {
-    switch (group) {
-        case SensorReading::Group::cpu: return "CPU";
-        case SensorReading::Group::gpu: return "GPU";
-        case SensorReading::Group::memory: return "Memory";
-        case SensorReading::Group::storage: return "Storage";
-        case SensorReading::Group::battery: return "Battery";
-        case SensorReading::Group::other: return "Other";
-    }
-    return "Other";
-}
+// The group's raw value is already its title ("CPU", "Storage", ...).
+std::string groupTitle(SensorReading::Group group) { return std::string(rawValue(group)); }
 
 std::vector<SensorGroupView> sensorGroups(const ThermalStats& thermal) {
     std::vector<SensorGroupView> groups;
