@@ -114,17 +114,27 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
         newIdentities[info.pid] = id;
         bool otherUser = info.uid != ownUID_;
 
+        // The source's own reading comes first; the helper's record fills in what the
+        // source could not read: the whole usage (another user's process on macOS) or
+        // only the disk counters (on Linux, where everything else is readable and the
+        // helper has no wake-ups to give, so its zeros never replace counted ones).
         std::optional<UsageRecord> usage;
-        if (batch) {
-            if (auto record = batch->find(info.pid); record != batch->end()) {
-                const RawProcRecord& r = record->second;
-                usage =
-                    UsageRecord{r.userTime + r.systemTime, r.footprint, r.energy, r.diskRead, r.diskWrite, r.wakeups};
-            }
-        }
-        if (!usage && !(otherUser && newUnreadable.contains(info.pid))) {
+        if (!(otherUser && newUnreadable.contains(info.pid))) {
             usage = source_->usage(info);
             if (!usage && otherUser) newUnreadable.insert(info.pid);
+        }
+        if (batch && (!usage || !usage->diskCounted)) {
+            if (auto record = batch->find(info.pid); record != batch->end()) {
+                const RawProcRecord& r = record->second;
+                if (!usage) {
+                    usage = UsageRecord{
+                        r.userTime + r.systemTime, r.footprint, r.energy, r.diskRead, r.diskWrite, r.wakeups};
+                } else {
+                    usage->diskRead = r.diskRead;
+                    usage->diskWrite = r.diskWrite;
+                    usage->diskCounted = true;
+                }
+            }
         }
         if (!usage) {
             if (psTick && !psRefreshed) {
@@ -157,6 +167,8 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
             usage->diskWrite = old->second.diskWrite;
             diskKnown = true;
         }
+        // Disk figures nobody could read are unknown, not zero: the row says it is an estimate.
+        if (!diskKnown) s.approximate = true;
         if (hasBase) {
             const Counters& base = old->second;
             double span = timebase_ * static_cast<double>(now - base.date);  // nanoseconds

@@ -1,5 +1,8 @@
 // The client over a real Unix socket, against helpers that misbehave on purpose.
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pwd.h>
 
 #include <thread>
 
@@ -7,6 +10,7 @@
 #include "core/HelperProtocol.h"
 #include "core/Log.h"
 #include "processes/HelperClient.h"
+#include "processes/Sources.h"
 #include "processes/linux/SocketHelperTransport.h"
 
 namespace qm {
@@ -162,6 +166,52 @@ TEST(HelperDaemonTest, SurvivesGarbageSilenceAndHeldConnections) {
     EXPECT_TRUE(helper.alive());
     EXPECT_EQ(helper::exchange(path, helper::Request::processes, 5.0).outcome, helper::Exchange::Outcome::answered);
     for (int fd : {silent, partial, hoarder}) ::close(fd);
+}
+
+// Whether a connection reaches `listener` within `seconds`; it is closed at once, so
+// the client sees a failed exchange and falls back.
+bool connectionArrives(int listener, int seconds) {
+    pollfd waiting{listener, POLLIN, 0};
+    if (::poll(&waiting, 1, seconds * 1000) != 1) return false;
+    int fd = ::accept(listener, nullptr, nullptr);
+    if (fd >= 0) ::close(fd);
+    return fd >= 0;
+}
+
+// The machine's own process reader asks the helper for other users' disk counters,
+// unless it runs as root and reads them itself.
+TEST(HelperSocketTest, TheLiveProcessReaderAsksTheHelperUnlessRoot) {
+    std::string path = test::temporarySocket("live");
+    int listener = test::listenAt(path);
+    ASSERT_GE(listener, 0);
+    ::chmod(path.c_str(), 0666);
+    ::setenv("QUILLMERE_HELPER_SOCKET", path.c_str(), 1);
+    if (::getuid() != 0) {
+        std::thread reading([] { makeProcessListSource()->read(true); });
+        EXPECT_TRUE(connectionArrives(listener, 20));
+        reading.join();
+    } else {
+        makeProcessListSource()->read(true);
+        EXPECT_FALSE(connectionArrives(listener, 0)) << "root reads every io file itself";
+        passwd* nobody = ::getpwnam("nobody");
+        if (nobody) {
+            pid_t client = ::fork();
+            if (client == 0) {
+                if (::setgroups(0, nullptr) != 0 || ::setresgid(nobody->pw_gid, nobody->pw_gid, nobody->pw_gid) != 0 ||
+                    ::setresuid(nobody->pw_uid, nobody->pw_uid, nobody->pw_uid) != 0)
+                    ::_exit(3);
+                makeProcessListSource()->read(true);
+                ::_exit(0);
+            }
+            EXPECT_TRUE(connectionArrives(listener, 20)) << "an unprivileged reader asks";
+            int status = 0;
+            ::waitpid(client, &status, 0);
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the client could not become nobody";
+        }
+    }
+    ::unsetenv("QUILLMERE_HELPER_SOCKET");
+    ::close(listener);
+    ::unlink(path.c_str());
 }
 
 TEST(HelperDaemonTest, ExitsWhenIdle) {

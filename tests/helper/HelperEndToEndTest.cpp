@@ -96,6 +96,12 @@ TEST(HelperEndToEndTest, UnprivilegedClientGetsExactDiskFiguresOfARootProcess) {
             ::_exit(3);
         std::ostringstream report;
         report << "own-io-readable=" << (readFile("/proc/" + std::to_string(writer) + "/io") ? 1 : 0) << "\n";
+        // Without the helper, root's disk figures are unknown and the row says so.
+        ManualClock alone;
+        ProcessReader unaided(std::make_unique<LinuxProcessSource>(""), std::make_unique<ByName>(),
+                              std::make_unique<NoHelperTransport>(), alone);
+        for (const auto& s : unaided.readDetailed(true).processes)
+            if (s.pid == writer) report << "unaided-approximate=" << s.approximate << "\n";
         // A hand-driven clock lets a tick that missed the helper (a slow, loaded or
         // sanitized build) retry at once instead of backing off for 30 seconds.
         ManualClock clock;
@@ -117,7 +123,7 @@ TEST(HelperEndToEndTest, UnprivilegedClientGetsExactDiskFiguresOfARootProcess) {
         for (const auto& s : second.processes) {
             if (s.pid != writer) continue;
             report << "restricted=" << s.isRestricted << "\napproximate=" << s.approximate
-                   << "\nwrite-rate=" << s.diskWriteRate << "\n";
+                   << "\nwrite-rate=" << s.diskWriteRate << "\nwakeups=" << s.wakeups << "\n";
         }
         auto batch = helper::exchange(path, helper::Request::processes, 5.0);
         for (const auto& r : RawProcRecord::unpack(batch.payload))
@@ -149,13 +155,19 @@ TEST(HelperEndToEndTest, UnprivilegedClientGetsExactDiskFiguresOfARootProcess) {
                                                                    << report;
     EXPECT_NE(report.find("helper-active=11"), std::string::npos) << report;
     EXPECT_NE(report.find("restricted=1"), std::string::npos) << report;
-    EXPECT_NE(report.find("approximate=0"), std::string::npos) << report;
+    EXPECT_NE(report.find("unaided-approximate=1"), std::string::npos) << report;
+    EXPECT_NE(report.find("\napproximate=0"), std::string::npos) << report;
     EXPECT_NE(report.find("written=" + std::to_string(written) + "\n"), std::string::npos)
         << "the helper's figure is the kernel's own\n"
         << report;
     auto rate = report.find("write-rate=");
     ASSERT_NE(rate, std::string::npos) << report;
     EXPECT_GT(std::stod(report.substr(rate + 11)), 0.0) << report;
+    // The writer woke to write between the reads: counted from its context switches,
+    // not replaced by the helper's zero.
+    auto wakeups = report.find("wakeups=");
+    ASSERT_NE(wakeups, std::string::npos) << report;
+    EXPECT_GT(std::stod(report.substr(wakeups + 8)), 0.0) << report;
 }
 
 }  // namespace

@@ -200,7 +200,13 @@ TEST(LinuxProcesses, DiskCountersFollowCPUActivity) {
         EXPECT_EQ(list.size(), 1u);
         return list.empty() ? std::optional<UsageRecord>() : source.usage(list[0]);
     };
-    if (readUsage()->diskRead != 1024u) GTEST_SKIP() << "io is only read for our own processes";
+    auto first = readUsage();
+    ASSERT_TRUE(first);
+    if (!first->diskCounted) {
+        EXPECT_EQ(first->diskRead, 0u);
+        GTEST_SKIP() << "io is only read for our own processes (others' disk is marked not counted)";
+    }
+    EXPECT_EQ(first->diskRead, 1024u);
 
     write("io", "read_bytes: 5000\nwrite_bytes: 6000\n");
     EXPECT_EQ(readUsage()->diskRead, 1024u) << "idle since the last tick: counters carried";
@@ -208,6 +214,16 @@ TEST(LinuxProcesses, DiskCountersFollowCPUActivity) {
     auto busy = readUsage();
     EXPECT_EQ(busy->diskRead, 5000u);
     EXPECT_EQ(busy->diskWrite, 6000u);
+    EXPECT_TRUE(busy->diskCounted);
+
+    // io unreadable (a process that turned off core dumps, to anyone but root): not
+    // counted, and no stale counters either.
+    fs::remove(copy / "proc/3001/io");
+    write("stat", stat.replace(stat.find(" 1678 44 "), 9, " 1679 44 "));
+    auto hidden = readUsage();
+    EXPECT_FALSE(hidden->diskCounted);
+    EXPECT_EQ(hidden->diskRead, 0u);
+    EXPECT_FALSE(readUsage()->diskCounted) << "still not counted while idle";
     fs::remove_all(copy);
 }
 

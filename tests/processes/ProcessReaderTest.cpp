@@ -104,9 +104,10 @@ TEST_F(ReaderFixture, CountersGoingBackwardsOrReusedPidsStartOver) {
 
 // Linux: another user's disk counters come only from the helper, on the ticks that
 // ask it; the ticks in between carry the last real counters instead of reading 0.
+// Everything else (and the wake-ups the helper cannot count) stays the source's own.
 TEST_F(ReaderFixture, DiskCountersOnlyTheHelperReadsCarryOverTheTicksBetween) {
     auto& daemon = source->add(20, 0, "/usr/sbin/daemon");
-    daemon.usage = UsageRecord{1'000'000'000, 4096, 0, 0, 0, 0};
+    daemon.usage = UsageRecord{1'000'000'000, 4096, 0, 0, 0, 100};
     daemon.usage->diskCounted = false;
     helper->enabled = true;
     auto recordWith = [](uint64_t written) {
@@ -114,13 +115,20 @@ TEST_F(ReaderFixture, DiskCountersOnlyTheHelperReadsCarryOverTheTicksBetween) {
         RawProcRecord{20, 0, 1'000'000'000, 0, 4096, 0, 0, written, 0}.packInto(wire);
         return wire;
     };
-    reader->readDetailed(false);  // before the helper answered: no base for disk
+    auto unknown = sample(reader->readDetailed(false), 20);  // before the helper answered: no base for disk
+    EXPECT_TRUE(unknown.approximate) << "disk figures nobody could read are an estimate";
     wait(1);
     helper->reply = recordWith(50'000'000);
-    EXPECT_EQ(sample(reader->readDetailed(true), 20).diskWriteRate, 0) << "the whole counter is no rate";
+    daemon.usage->wakeups = 130;
+    auto firstAnswer = sample(reader->readDetailed(true), 20);
+    EXPECT_EQ(firstAnswer.diskWriteRate, 0) << "the whole counter is no rate";
+    EXPECT_DOUBLE_EQ(firstAnswer.wakeups, 30) << "the helper's zero wake-ups replace nothing";
+    EXPECT_FALSE(firstAnswer.approximate);
     for (int i = 0; i < 5; ++i) {
         wait(1);
-        EXPECT_EQ(sample(reader->readDetailed(false), 20).diskWriteRate, 0);
+        auto between = sample(reader->readDetailed(false), 20);
+        EXPECT_EQ(between.diskWriteRate, 0);
+        EXPECT_FALSE(between.approximate) << "carried helper counters are exact, only late";
     }
     wait(1);
     helper->reply = recordWith(56'000'000);
@@ -128,6 +136,19 @@ TEST_F(ReaderFixture, DiskCountersOnlyTheHelperReadsCarryOverTheTicksBetween) {
     EXPECT_DOUBLE_EQ(measured.diskWriteRate, 6'000'000) << "six ticks' bytes on the tick that read them";
     EXPECT_FALSE(measured.approximate);
     EXPECT_TRUE(measured.isRestricted);
+
+    // A process whose disk the source reads itself keeps its own counters.
+    auto& own = source->add(21, FakeProcessSource::me, "/usr/bin/tool");
+    own.usage = UsageRecord{0, 0, 0, 0, 7000, 0};
+    std::vector<uint8_t> wire;
+    RawProcRecord{21, 0, 0, 0, 0, 0, 0, 1, 0}.packInto(wire);
+    helper->reply = wire;
+    reader->readDetailed(true);
+    wait(1);
+    own.usage->diskWrite = 9000;
+    auto ownSample = sample(reader->readDetailed(true), 21);
+    EXPECT_DOUBLE_EQ(ownSample.diskWriteRate, 2000);
+    EXPECT_FALSE(ownSample.approximate);
 }
 
 TEST_F(ReaderFixture, NamesForKernelUnnamedAndVersionedExecutables) {

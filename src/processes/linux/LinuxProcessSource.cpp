@@ -18,6 +18,7 @@
 #include "processes/RunCommand.h"
 #include "processes/Sources.h"
 #include "processes/linux/ProcStat.h"
+#include "processes/linux/SocketHelperTransport.h"
 
 namespace qm {
 
@@ -242,10 +243,13 @@ uint64_t LinuxProcessSource::absoluteTime() {
 
 // Linux keeps no per-process energy, so energy is 0 here (the sampler shares out the
 // machine's power instead). Disk counters need /proc/<pid>/io, which the kernel shows
-// only to the process's own user (or root). A process whose CPU time did not move
-// since io was last read keeps its disk counters: the kernel charges reads and dirtied
-// pages to the process while it runs, and the counters are cumulative, so any bytes
-// it did move without a whole clock tick of CPU show up on its next busy tick.
+// only to root and to whoever may trace the process: its own user, unless it turned
+// off core dumps. Where io cannot be read the disk counters are marked not counted
+// (the helper's figures, or an estimate notice, stand in). A process whose CPU time
+// did not move since io was last read keeps its disk counters: the kernel charges
+// reads and dirtied pages to the process while it runs, and the counters are
+// cumulative, so any bytes it did move without a whole clock tick of CPU show up on
+// its next busy tick.
 std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
     auto found = processes_.find(info.pid);
     if (found == processes_.end() || found->second.seen != tick_) return std::nullopt;
@@ -254,10 +258,15 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
     usage.cpuTime = static_cast<uint64_t>(static_cast<double>(process.cpuTicks) * nanosPerTick_);
     usage.memory = process.rssPages * pageSize_;
     usage.wakeups = process.wakeups;
-    if ((info.uid == ownUID_ || ownUID_ == 0) && process.diskAtTicks != process.cpuTicks) {
+    if (info.uid != ownUID_ && ownUID_ != 0) {
+        usage.diskCounted = false;  // another user's: only the helper may read it
+        return usage;
+    }
+    if (process.diskAtTicks != process.cpuTicks) {
         char pidName[16];
         std::snprintf(pidName, sizeof pidName, "%d", info.pid);
         long n = readProcFile(pidName, "io");
+        process.diskReadable = n > 0;
         if (n > 0) {
             auto counters = parseProcIO(std::string_view(buffer_, static_cast<size_t>(n)));
             process.diskRead = counters.readBytes;
@@ -265,8 +274,9 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
         }
         process.diskAtTicks = process.cpuTicks;
     }
-    usage.diskRead = process.diskRead;
-    usage.diskWrite = process.diskWritten;
+    usage.diskCounted = process.diskReadable;
+    usage.diskRead = process.diskReadable ? process.diskRead : 0;
+    usage.diskWrite = process.diskReadable ? process.diskWritten : 0;
     return usage;
 }
 
@@ -310,10 +320,15 @@ std::unique_ptr<ProcessListSource> makeProcessListSource() {
     std::vector<std::string> dataDirs;
     for (auto& dir : xdgDataDirectories(std::getenv("XDG_DATA_HOME"), std::getenv("XDG_DATA_DIRS"), homeDirectory()))
         dataDirs.push_back(root + dir);
+    // Root reads every process's io itself; anyone else asks the helper, when its
+    // socket is there, for the disk counters of other users' processes. A fixture
+    // tree never asks the live machine's helper.
+    std::unique_ptr<HelperTransport> helper;
+    if (root.empty() && ::getuid() != 0) helper = makeSocketHelperTransport();
     return std::make_unique<ProcessReader>(
         std::make_unique<LinuxProcessSource>(root),
         std::make_unique<DesktopKeyResolver>(std::make_unique<LinuxCgroupSource>(root), std::move(dataDirs)),
-        std::make_unique<NoHelperTransport>());
+        std::move(helper));
 }
 
 }  // namespace qm

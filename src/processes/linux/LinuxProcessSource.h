@@ -23,7 +23,9 @@ namespace qm {
 //     CPU time, resident size and counters cannot have grown, and nothing else is read;
 //   - every tick, for a process with several threads, and for one that ran: stat
 //     (CPU time of all threads, resident size, thread count);
-//   - io, only for the user's own processes and only when they ran.
+//   - io, only for the user's own processes (every process as root) and only when
+//     they ran; other users' disk counters come from quillmere-helper when its
+//     socket is there, and are otherwise marked not counted.
 // A pid whose start time changed is a new process and is read afresh.
 class LinuxProcessSource : public ProcessSource {
 public:
@@ -67,6 +69,7 @@ private:
         uint64_t diskRead = 0;
         uint64_t diskWritten = 0;
         uint64_t diskAtTicks = UINT64_MAX;  // cpuTicks when io was last read
+        bool diskReadable = false;          // whether that read succeeded
         uint64_t seen = 0;                  // the tick that last listed it
         uint64_t previousCpuTicks = 0;
         uint64_t ranTicks = 0;  // CPU ticks used since the last listing
