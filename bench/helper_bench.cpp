@@ -3,6 +3,9 @@
 // time including the wait, and the client's own CPU time).
 //
 //   helper_bench --benchmark_counters_tabular=true
+//   QUILLMERE_HELPER_SOCKET=/tmp/h.sock QUILLMERE_HELPER_PID=<pid>
+//       setpriv --reuid=nobody --regid=nogroup --clear-groups helper_bench ...
+//   (with a helper started as root by hand, and the benchmark as an ordinary user)
 // Idle children (they only wait) are started to reach each size and killed after it.
 #include <benchmark/benchmark.h>
 #include <signal.h>
@@ -12,6 +15,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -61,10 +65,16 @@ private:
     std::vector<pid_t> children_;
 };
 
-// The helper binary on a temporary socket for the benchmark's lifetime.
+// The helper binary on a temporary socket for the benchmark's lifetime, or, with
+// $QUILLMERE_HELPER_SOCKET set, a helper already running there (as root, while the
+// benchmark runs as an ordinary user, as the app does).
 class Helper {
 public:
     Helper() : path_((std::filesystem::temp_directory_path() / "qm-bench-helper.sock").string()) {
+        if (const char* running = std::getenv("QUILLMERE_HELPER_SOCKET"); running && *running) {
+            path_ = running;
+            return;
+        }
         std::filesystem::remove(path_);
         pid_ = ::fork();
         if (pid_ == 0) {
@@ -77,6 +87,7 @@ public:
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     ~Helper() {
+        if (pid_ < 0) return;
         ::kill(pid_, SIGKILL);
         ::waitpid(pid_, nullptr, 0);
         std::filesystem::remove(path_);
@@ -84,7 +95,8 @@ public:
     const std::string& path() const { return path_; }
     // The helper's own CPU time so far (user plus system), in milliseconds.
     double cpuMs() const {
-        auto text = qm::readFile("/proc/" + std::to_string(pid_) + "/stat");
+        const char* given = std::getenv("QUILLMERE_HELPER_PID");  // for a helper started outside
+        auto text = qm::readFile("/proc/" + (given ? std::string(given) : std::to_string(pid_)) + "/stat");
         auto stat = text ? qm::parseProcStat(*text) : std::nullopt;
         if (!stat) return 0;
         return static_cast<double>(stat->utime + stat->stime) * 1000.0 / static_cast<double>(::sysconf(_SC_CLK_TCK));
@@ -146,6 +158,7 @@ void ReaderTickWithHelper(benchmark::State& state) {
     double ticks = static_cast<double>(std::max<int64_t>(state.iterations(), 1));
     state.counters["processes"] = processes / ticks;
     state.counters["client_cpu_ms_per_tick"] = cpu * 1e3 / ticks;
+    state.counters["client_cpu_us_per_process"] = processes > 0 ? cpu * 1e6 / processes : 0;
 }
 BENCHMARK(ReaderTickWithHelper)->Arg(100)->Arg(2000)->Arg(5000)->Unit(benchmark::kMillisecond)->UseRealTime();
 
