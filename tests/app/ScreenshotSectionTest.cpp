@@ -42,6 +42,54 @@ void serve(int milliseconds) {
     loop.exec();
 }
 
+// The timeline's timings on a month of made-up history, in rounds: each round a new
+// timeline page as the window makes it, switched to, then to each range in turn, then
+// each range once more. Run by hand with QUILLMERE_TIMELINE_ROUNDS=5.
+TEST(ScreenshotSectionTest, TimelineSwitchTimingsOnAMonthOfHistory) {
+    const char* rounds = std::getenv("QUILLMERE_TIMELINE_ROUNDS");
+    if (!rounds || !*rounds) GTEST_SKIP() << "set QUILLMERE_TIMELINE_ROUNDS";
+    QtMainQueue mainQueue;
+    const std::string path = defaultHistoryPath();
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    HistoryStore history(path, &mainQueue);
+    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+    if (history.systemMinutesSync(static_cast<Date>(now - 30 * 86400), static_cast<Date>(now), 86400).empty()) {
+        std::printf("filling 30 days of history in %s\n", path.c_str());
+        test::fillHistory(history, now, 30, 13);
+    }
+    MemoryDefaults defaults;
+    UIState ui;
+    AppContext context;
+    context.history = &history;
+    context.defaults = &defaults;
+    context.ui = &ui;
+    for (int round = 1; round <= std::max(1, std::atoi(rounds)); ++round) {
+        TimelinePage page(context);
+        page.resize(1280, 820);
+        page.show();
+        serve(200);
+        bool shown = false;
+        page.onShown = [&] { shown = true; };
+        QElapsedTimer timer;
+        // Each figure is from the click to the range painted.
+        const auto time = [&](const std::function<void()>& ask) {
+            shown = false;
+            timer.restart();
+            ask();
+            EXPECT_TRUE(test::waitFor([&] { return shown; }));
+            page.repaint();
+            return static_cast<long long>(timer.elapsed());
+        };
+        std::printf("round %d: open (24H) %lld ms", round, time([&] { page.activated(); }));
+        for (int pass = 0; pass < 2; ++pass)
+            for (auto range : HistoryTimelineView::allRanges)
+                std::printf(", %s%s %lld ms", pass ? "again " : "", HistoryTimelineView::title(range).c_str(),
+                            time([&] { page.showRange(range); }));
+        std::printf("\n");
+        serve(1500);  // the read-ahead settles before the next page
+    }
+}
+
 TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {
     const char* out = std::getenv("QUILLMERE_SCREENSHOTS");
     if (!out || !*out) GTEST_SKIP() << "set QUILLMERE_SCREENSHOTS to a folder";

@@ -36,12 +36,12 @@ inline AppGroup group(std::string id, std::string name, ProcessKind kind, std::v
     return g;
 }
 
-// Serves the event loop until `done` or about five seconds have passed.
-inline bool waitFor(const std::function<bool()>& done) {
+// Serves the event loop until `done` or about `limitMs` milliseconds have passed.
+inline bool waitFor(const std::function<bool()>& done, qint64 limitMs = 5000) {
     QElapsedTimer timer;
     timer.start();
     while (!done()) {
-        if (timer.elapsed() > 5000) return false;
+        if (timer.elapsed() > limitMs) return false;
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         QThread::msleep(1);
     }

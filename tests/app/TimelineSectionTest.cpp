@@ -98,6 +98,59 @@ TEST_F(TimelineSectionTest, RangesScrollingBackAndTheMomentQueryOnARealHistory) 
     EXPECT_EQ(t.ui.selectedGroup(), apps.front().key);
 }
 
+TEST_F(TimelineSectionTest, ASwitchWaitsForTheRangeAlreadyBeingReadAheadAndShowsReadRangesAtOnce) {
+    test::AppTestContext t;
+    TempHistory history;
+    HistoryStore& store = history.open(t.mainQueue);
+    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+    test::fillHistory(store, now, 2);
+    t.context.history = &store;
+
+    TimelinePage page(t.context);
+    int shown = 0;
+    page.onShown = [&] { ++shown; };
+    page.activated();
+    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    // 24H is in; the hour is now being read ahead.
+    EXPECT_EQ(page.readsStarted(), 2);
+
+    // Asking for the hour while its read is under way asks for nothing more and
+    // shows that read's rows when it lands.
+    page.showRange(HistoryTimelineView::Range::hour);
+    EXPECT_EQ(page.readsStarted(), 2);
+    EXPECT_EQ(shown, 1);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 2; }));
+    EXPECT_EQ(page.view().range, HistoryTimelineView::Range::hour);
+    EXPECT_GE(page.view().rows.size(), 58u);
+    EXPECT_LE(page.view().rows.size(), 61u);
+    EXPECT_EQ(page.cpuChart()->series().at(0).values.size(), page.view().rows.size());
+
+    // The read-ahead goes on one range at a time; once all four are in, every switch
+    // shows at once, without the event loop, and reads nothing.
+    ASSERT_TRUE(test::waitFor([&] { return page.readsStarted() == 4; }));
+    test::waitFor([] { return false; }, 300);
+    const int reads = page.readsStarted();
+    EXPECT_EQ(reads, 4);
+    for (auto range : {HistoryTimelineView::Range::month, HistoryTimelineView::Range::week,
+                       HistoryTimelineView::Range::day, HistoryTimelineView::Range::hour}) {
+        const int before = shown;
+        page.showRange(range);
+        EXPECT_EQ(shown, before + 1) << HistoryTimelineView::title(range);
+        EXPECT_EQ(page.view().range, range);
+    }
+    EXPECT_GE(page.view().rows.size(), 58u) << "the hour again";
+    EXPECT_EQ(page.readsStarted(), reads);
+
+    // An earlier stretch is read on its own; a switch back to the latest while it is
+    // under way drops it, so its late answer does not replace the latest rows.
+    page.showRange(HistoryTimelineView::Range::day, 1);
+    page.showRange(HistoryTimelineView::Range::hour, 0);
+    const auto hourRows = page.view().rows.size();
+    test::waitFor([] { return false; }, 300);
+    EXPECT_EQ(page.view().range, HistoryTimelineView::Range::hour);
+    EXPECT_EQ(page.view().rows.size(), hourRows);
+}
+
 TEST_F(TimelineSectionTest, AnEmptyHistoryShowsTheRecordingHasStartedState) {
     test::AppTestContext t;
     TempHistory history;

@@ -149,6 +149,8 @@ void TimelinePage::showRange(HistoryTimelineView::Range range, int back) {
 
 void TimelinePage::load() {
     later_->setEnabled(back_ > 0);
+    awaiting_.reset();
+    earlierRead_.reset();
     HistoryStore* history = context().history;
     shownEnd_ = endOfShownRange();
     const Date from = shownEnd_ - static_cast<double>(HistoryTimelineView::span(view_.range));
@@ -161,40 +163,77 @@ void TimelinePage::load() {
         return;
     }
     loadTimer_.start();
-    // The latest range read ahead moments ago is shown at once.
-    const auto& ready = ahead_[static_cast<size_t>(view_.range)];
-    if (back_ == 0 && ready && ready->view.loaded &&
-        shownEnd_ - ready->end < static_cast<double>(HistoryTimelineView::bucket(view_.range))) {
-        shownEnd_ = ready->end;
-        view_.rows = ready->view.rows;
-        view_.events = ready->view.events;
+    if (back_ == 0) {
+        // The latest of a range comes from its slot: shown at once when read moments
+        // ago, awaited when its read is under way, read now otherwise.
+        if (!fresh(view_.range, shownEnd_)) startRead(view_.range, shownEnd_);
+        const Ahead& ready = *ahead_[static_cast<size_t>(view_.range)];
+        if (ready.view.loaded)
+            showAhead(ready);
+        else
+            awaiting_ = view_.range;
+        return;
+    }
+    ++readsStarted_;
+    earlierRead_ = std::make_unique<HistoryTimelineView>();
+    earlierRead_->range = view_.range;
+    earlierRead_->load(*history, shownEnd_, [this] {
+        view_.rows = std::move(earlierRead_->rows);
+        view_.events = std::move(earlierRead_->events);
         view_.loaded = true;
         showRows();
         lastLoadMs_ = loadTimer_.elapsed();
         if (onShown) onShown();
-        return;
-    }
-    view_.load(*history, shownEnd_, [this] {
-        showRows();
-        lastLoadMs_ = loadTimer_.elapsed();
-        if (onShown) onShown();
-        prefetch();
+        readAheadNext();
     });
 }
 
-void TimelinePage::prefetch() {
-    HistoryStore* history = context().history;
-    if (!history) return;
+bool TimelinePage::fresh(HistoryTimelineView::Range range, Date end) const {
+    const auto& slot = ahead_[static_cast<size_t>(range)];
+    return slot && end - slot->end < static_cast<double>(HistoryTimelineView::bucket(range));
+}
+
+TimelinePage::Ahead& TimelinePage::startRead(HistoryTimelineView::Range range, Date end) {
+    // Replacing a slot drops its read: the old view's answer is ignored once it is gone.
+    auto& slot = ahead_[static_cast<size_t>(range)];
+    slot = std::make_unique<Ahead>();
+    slot->view.range = range;
+    slot->end = end;
+    ++readsStarted_;
+    slot->view.load(*context().history, end, [this, range] { aheadLanded(range); });
+    return *slot;
+}
+
+void TimelinePage::aheadLanded(HistoryTimelineView::Range range) {
+    const Ahead& ready = *ahead_[static_cast<size_t>(range)];
+    if (awaiting_ == range && view_.range == range && back_ == 0) {
+        awaiting_.reset();
+        showAhead(ready);
+    }
+    if (readingAhead_ == range) readingAhead_.reset();
+    readAheadNext();
+}
+
+void TimelinePage::readAheadNext() {
+    if (readingAhead_ || !context().history) return;
     const Date end = now();
     for (auto range : HistoryTimelineView::allRanges) {
-        auto& slot = ahead_[static_cast<size_t>(range)];
-        if (range == view_.range || (slot && end - slot->end < static_cast<double>(HistoryTimelineView::bucket(range))))
-            continue;
-        slot = std::make_unique<Ahead>();
-        slot->view.range = range;
-        slot->end = end;
-        slot->view.load(*history, end, nullptr);
+        if (fresh(range, end)) continue;
+        readingAhead_ = range;
+        startRead(range, end);
+        return;
     }
+}
+
+void TimelinePage::showAhead(const Ahead& ready) {
+    shownEnd_ = ready.end;
+    view_.rows = ready.view.rows;
+    view_.events = ready.view.events;
+    view_.loaded = true;
+    showRows();
+    lastLoadMs_ = loadTimer_.elapsed();
+    if (onShown) onShown();
+    readAheadNext();
 }
 
 void TimelinePage::showRows() {

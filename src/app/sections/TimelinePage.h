@@ -8,6 +8,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "app/sections/SectionPage.h"
 #include "history/Timeline.h"
@@ -43,26 +44,41 @@ public:
     std::function<void()> onShown;
     // Milliseconds from asking for the latest range to showing it.
     qint64 lastLoadMilliseconds() const { return lastLoadMs_; }
+    // How many reads of a range the page has asked the history for (tests: a switch
+    // to a range already being read ahead waits for that read instead of asking again).
+    int readsStarted() const { return readsStarted_; }
     // The app buttons of the moment panel.
     QList<QPushButton*> momentAppButtons() const;
     SeriesChart* cpuChart() const { return cpu_; }
 
 private:
     void load();
-    // After the shown range is in, the latest of the other ranges are read ahead, so
-    // switching to them shows at once.
-    void prefetch();
+    // The latest of each range is read into its own slot, one read at a time, once the
+    // shown range is in; switching to a range shows its slot at once, or, while that
+    // slot's read is still under way, as soon as it lands. Reading one range at a time
+    // keeps a switch from queueing behind the reads of every other range.
+    struct Ahead {
+        HistoryTimelineView view;
+        Date end = 0;
+    };
+    bool fresh(HistoryTimelineView::Range range, Date end) const;
+    Ahead& startRead(HistoryTimelineView::Range range, Date end);
+    void readAheadNext();
+    void aheadLanded(HistoryTimelineView::Range range);
+    void showAhead(const Ahead& ready);
     void showRows();
     void showMoment();
     Date endOfShownRange() const;
 
     HistoryTimelineView view_;
     int back_ = 0;
-    struct Ahead {
-        HistoryTimelineView view;
-        Date end = 0;
-    };
     std::array<std::unique_ptr<Ahead>, 4> ahead_;
+    // The range the screen waits for from its slot, and the range being read ahead.
+    std::optional<HistoryTimelineView::Range> awaiting_;
+    std::optional<HistoryTimelineView::Range> readingAhead_;
+    // The read of an earlier stretch; replaced (and so dropped) by any newer request.
+    std::unique_ptr<HistoryTimelineView> earlierRead_;
+    int readsStarted_ = 0;
     QElapsedTimer loadTimer_;
     qint64 lastLoadMs_ = 0;
     Date shownEnd_ = 0;
