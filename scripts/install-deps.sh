@@ -20,6 +20,7 @@ packages+=(libsqlite3-dev sqlite3)                      # the history database
 packages+=(libicu-dev nlohmann-json3-dev libcli11-dev libasio-dev)
 packages+=(libgtest-dev libgmock-dev libbenchmark-dev)  # tests and benchmarks
 packages+=(libssl-dev)                                  # checksums for package provenance
+packages+=(libncurses-dev)                              # the live terminal view of `sample`
 packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
 packages+=(libsdbus-c++-dev libsystemd-dev dbus)         # desktop notifications; dbus-daemon for their tests
 packages+=(libsystemd-dev)                              # the privileged helper's socket activation

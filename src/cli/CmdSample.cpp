@@ -1,16 +1,22 @@
-// quillmere sample: runs the real sampler on this machine and prints each snapshot.
+// quillmere sample: runs the real sampler on this machine. On a terminal it keeps one
+// live screen (q quits); in a pipe, with --count or --json it prints each snapshot.
 #include <unistd.h>
 
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "cli/ArgumentChecks.h"
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "cli/LiveView.h"
 #include "cli/Output.h"
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
@@ -29,6 +35,31 @@ struct SampleOptions {
     bool json = false;
 };
 
+// The latest snapshot, handed from the sampler's thread to the live view's.
+struct Handoff {
+    std::mutex mutex;
+    std::optional<Snapshot> latest;
+
+    void put(const Snapshot& snapshot) {
+        std::lock_guard lock(mutex);
+        latest = snapshot;
+    }
+    std::optional<Snapshot> take() {
+        std::lock_guard lock(mutex);
+        return std::exchange(latest, std::nullopt);
+    }
+};
+
+// The live view only on a terminal, for a run until interrupted: with --count, JSON
+// or a pipe each snapshot is printed as text after the last.
+std::unique_ptr<LiveView> openLiveView(const SampleOptions& options) {
+    if (options.json || options.count > 0 || !::isatty(STDOUT_FILENO) || !::isatty(STDIN_FILENO)) return nullptr;
+    std::string why;
+    auto view = LiveView::open(why);
+    if (!view) std::fprintf(stderr, "quillmere sample: %s; printing one snapshot after another\n", why.c_str());
+    return view;
+}
+
 void run(const SampleOptions& options) {
     // The sampler reads the period from the settings; --interval overrides them for this run only.
     auto defaults = std::make_shared<MemoryDefaults>();
@@ -41,25 +72,26 @@ void run(const SampleOptions& options) {
     auto sampler = std::make_unique<Sampler>(std::move(deps));
     if (options.interval > 0 && !options.live) sampler->setPeriodOverride(options.interval);
 
+    auto view = openLiveView(options);
+    Handoff handoff;
     int printed = 0;
-    bool primed = false;
-    const bool clearScreen = !options.json && ::isatty(STDOUT_FILENO);
+    bool primed = false;  // touched only on the sampler's thread
     sampler->onSnapshot = [&](const Snapshot& snapshot) {
+        // The priming tick only gives the counters a previous read; its shares are not real.
+        if (!primed) {
+            primed = true;
+            return;
+        }
+        if (view) {
+            handoff.put(snapshot);
+            return;
+        }
         loop.post([&, snapshot] {
-            // The priming tick only gives the counters a previous read; its shares are not real.
-            if (!primed) {
-                primed = true;
-                return;
-            }
             if (options.count > 0 && printed >= options.count) return;
             if (options.json) {
                 printJson(snapshot, true);
             } else {
-                // On a terminal each snapshot replaces the last, like a dashboard.
-                if (clearScreen)
-                    std::cout << "\033[H\033[2J";
-                else if (printed > 0)
-                    std::cout << '\n';
+                if (printed > 0) std::cout << '\n';
                 std::cout << describeSnapshot(snapshot) << std::flush;
             }
             if (++printed == options.count) loop.stop();
@@ -78,14 +110,23 @@ void run(const SampleOptions& options) {
         sampler->reschedule();  // the next tick one period after the first answer
     else
         sampler->start();
+    if (view) {
+        // A quarter-second wait for keys keeps q prompt and the view's own cost small.
+        while (view->waitForKey(250))
+            if (auto snapshot = handoff.take()) view->show(*snapshot);
+        sampler.reset();  // stops ticking before the view gives the terminal back
+        view.reset();
+        return;
+    }
     loop.run();
     sampler.reset();
 }
 
 RegisterCommand registration("sample", [](CLI::App& app) {
     auto options = std::make_shared<SampleOptions>();
-    auto* cmd = app.add_subcommand("sample", "Sample this machine and print each snapshot as it arrives");
-    cmd->add_option("-n,--count", options->count, "Number of snapshots to print (default: until interrupted)")
+    auto* cmd = app.add_subcommand("sample", "Watch this machine live (q quits), or print each snapshot as it arrives");
+    cmd->add_option("-n,--count", options->count,
+                    "Number of snapshots to print, one after another (default: until interrupted)")
         ->check(wholeNumber(1, 1000000));
     cmd->add_option("-i,--interval", options->interval,
                     "Seconds between samples, at least 1 (default: 5 on mains, 10 on battery; 2 with --live)")
