@@ -93,13 +93,14 @@ std::string batteryText(const BatteryStats& battery) {
 
 std::vector<Line> summaryLines(const Snapshot& s, size_t width) {
     std::vector<Line> lines;
-    lines.push_back(factLine("", {{"Quillmere", Tone::heading},
-                                  {Fmt::time(s.date), Tone::plain},
-                                  {Fmt::number(s.interval, 1) + " s sample", Tone::dim},
-                                  {std::to_string(s.processCount) + " processes", Tone::dim},
-                                  {"up " + Fmt::duration(s.uptime), Tone::dim},
-                                  {"q quits", Tone::dim}},
-                         width));
+    lines.push_back(factLine("",
+                             {{"Quillmere", Tone::heading},
+                              {Fmt::time(s.date), Tone::plain},
+                              {Fmt::number(s.interval, 1) + " s sample", Tone::dim},
+                              {std::to_string(s.processCount) + " processes", Tone::dim},
+                              {"up " + Fmt::duration(s.uptime), Tone::dim},
+                              {"q quits", Tone::dim}},
+                             width));
     lines.push_back(factLine("CPU",
                              {{Fmt::percent(s.cpu.total), cpuTone(s.cpu.total)},
                               {"user " + Fmt::percent(s.cpu.user), Tone::plain},
@@ -189,16 +190,15 @@ std::vector<Line> screenFor(const Snapshot& snapshot, size_t width, size_t heigh
         // The same order as the apps table: CPU first, memory breaking ties.
         std::partial_sort(busiest.begin(), busiest.begin() + static_cast<std::ptrdiff_t>(shown), busiest.end(),
                           [](const AppGroup* a, const AppGroup* b) {
-                              return a->cpu != b->cpu ? a->cpu > b->cpu : a->memory > b->memory;
-                          });
+            return a->cpu != b->cpu ? a->cpu > b->cpu : a->memory > b->memory;
+        });
         for (size_t i = 0; i < shown; ++i) {
             const AppGroup& g = *busiest[i];
             // One process: its PID; several: how many.
             const std::string pid = g.processes.size() == 1 ? std::to_string(g.processes.front().pid)
                                                             : "\u00d7" + std::to_string(g.processes.size());
-            lines.push_back(tableLine(columns, g.name, pid, {Fmt::percent(g.cpu), cpuTone(g.cpu)},
-                                      bytes(g.memory), Fmt::watts(g.power),
-                                      Fmt::rate(g.diskReadRate + g.diskWriteRate), Tone::plain));
+            lines.push_back(tableLine(columns, g.name, pid, {Fmt::percent(g.cpu), cpuTone(g.cpu)}, bytes(g.memory),
+                                      Fmt::watts(g.power), Fmt::rate(g.diskReadRate + g.diskWriteRate), Tone::plain));
         }
     }
     if (lines.size() > height) lines.resize(height);
@@ -234,8 +234,6 @@ bool colourWanted(bool stdoutIsTerminal, const char* noColour) {
     return stdoutIsTerminal && (noColour == nullptr || noColour[0] == '\0');
 }
 
-bool termCanRedraw(const char* term) {
-    return term != nullptr && term[0] != '\0' && std::strcmp(term, "dumb") != 0;
-}
+bool termCanRedraw(const char* term) { return term != nullptr && term[0] != '\0' && std::strcmp(term, "dumb") != 0; }
 
 }  // namespace qm::cli::live

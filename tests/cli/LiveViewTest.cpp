@@ -2,8 +2,8 @@
 // split, 80, a 200-column monitor) and degenerate ones, and the real program on a
 // pseudo-terminal: q quits and gives the terminal back, NO_COLOR means no colour,
 // and a terminal that cannot redraw gets plain lines with one message.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <regex>
 #include <cstdlib>
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -107,7 +107,8 @@ TEST(LiveLayoutTest, EveryScreenFitsItsTerminalAndDropsColumnsInsteadOfWrapping)
     EXPECT_TRUE(wide.pid && wide.memory && wide.power && wide.disk);
     EXPECT_LE(wide.name, 48u);
     bool cutName = false;
-    for (const auto& line : screenFor(s, 200, 100)) cutName = cutName || lineText(line).find("xxx\u2026") != std::string::npos;
+    for (const auto& line : screenFor(s, 200, 100))
+        cutName = cutName || lineText(line).find("xxx\u2026") != std::string::npos;
     EXPECT_TRUE(cutName);
 }
 
