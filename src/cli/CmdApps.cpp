@@ -4,11 +4,17 @@
 // process (--tree, --json, --pid).
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -57,6 +63,77 @@ struct Lookup {
         if (g != nullptr && g->processes.size() == 1) return g->processes.front().pid;
         return std::nullopt;
     }
+};
+
+// Who made each group's executable, for --json. The package lookup (dpkg's file lists
+// read once, then one checksum per executable) can cost more than the rest of the
+// answer together, so it runs on a thread of its own, once per distinct executable,
+// starting with the first process read: it overlaps the wait before the second read
+// instead of following it. The answer waits for it only up to a short bound; an
+// executable not classified by then says "unknown" rather than hold the rows back.
+class TrustLookup {
+public:
+    TrustLookup() : worker_([this] { work(); }) {}
+    ~TrustLookup() {
+        {
+            std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        changed_.notify_all();
+        worker_.join();  // after at most the one executable being classified
+    }
+    TrustLookup(const TrustLookup&) = delete;
+    TrustLookup& operator=(const TrustLookup&) = delete;
+
+    // The groups' executables, and with `everyProcess` (the tree's rows) each process's.
+    void add(const std::vector<AppGroup>& groups, bool everyProcess) {
+        {
+            std::lock_guard lock(mutex_);
+            auto ask = [this](std::string path) {
+                if (!path.empty() && asked_.insert(path).second) pending_.push_back(std::move(path));
+            };
+            for (const AppGroup& g : groups) {
+                ask(groupExecutable(g));
+                if (everyProcess)
+                    for (const ProcessSample& p : g.processes) ask(p.path);
+            }
+        }
+        changed_.notify_all();
+    }
+    // Waits until every executable added so far is classified, or `deadline`.
+    void waitUntil(std::chrono::steady_clock::time_point deadline) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_until(lock, deadline, [this] { return known_.size() == asked_.size(); });
+    }
+    SignatureInfo::Trust trust(const std::string& path) const {
+        std::lock_guard lock(mutex_);
+        auto found = known_.find(path);
+        return found == known_.end() ? SignatureInfo::Trust::unknown : found->second;
+    }
+
+private:
+    void work() {
+        std::unique_lock lock(mutex_);
+        for (;;) {
+            changed_.wait(lock, [this] { return stopping_ || !pending_.empty(); });
+            if (stopping_) return;
+            const std::string path = std::move(pending_.front());
+            pending_.pop_front();
+            lock.unlock();
+            const SignatureInfo::Trust trust = SignatureCache::shared().lookupAndWait(path).trust;
+            lock.lock();
+            known_[path] = trust;
+            changed_.notify_all();
+        }
+    }
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<std::string> pending_;
+    std::set<std::string> asked_;
+    std::map<std::string, SignatureInfo::Trust> known_;
+    bool stopping_ = false;
+    std::thread worker_;  // last: it starts once the members it uses exist
 };
 
 // The columns after the name; the name takes what the terminal's width leaves.
@@ -116,7 +193,7 @@ std::string printRow(const Layout& layout, const ProcRow& row, const Lookup& loo
                    std::to_string(row.count));
 }
 
-nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, bool tree) {
+nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, const TrustLookup& trust, bool tree) {
     auto pid = lookup.pid(row);
     nlohmann::json j{{"id", row.id},
                      {"groupID", row.groupID},
@@ -145,10 +222,10 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, bool tree) {
     } else if (auto g = lookup.groups.find(row.id); g != lookup.groups.end()) {
         executable = groupExecutable(*g->second);
     }
-    j["trust"] = rawValue(SignatureCache::shared().lookupAndWait(executable).trust);
+    j["trust"] = rawValue(trust.trust(executable));
     if (tree && row.children) {
         j["children"] = nlohmann::json::array();
-        for (const auto& c : *row.children) j["children"].push_back(rowJSON(c, lookup, false));
+        for (const auto& c : *row.children) j["children"].push_back(rowJSON(c, lookup, trust, false));
     }
     return j;
 }
@@ -193,8 +270,11 @@ void run(const AppsOptions& options) {
     table.sortOrder = {{appsColumnFromRaw(options.sort).value_or(AppsTable::Column::cpu), false}};
 
     auto reader = makeProcessListSource();
-    reader->read(true);  // the base for the rates
-    std::this_thread::sleep_for(primingDelay);
+    const auto primed = std::chrono::steady_clock::now() + primingDelay;
+    const ProcessReadResult first = reader->read(true);  // the base for the rates
+    std::optional<TrustLookup> trust;
+    if (options.json) trust.emplace().add(first.groups, options.tree);
+    std::this_thread::sleep_until(primed);
     ProcessReadResult result = reader->read(true);
 
     Lookup lookup;
@@ -214,7 +294,11 @@ void run(const AppsOptions& options) {
     auto rows = table.rows(result.groups);
     if (options.json) {
         nlohmann::json out = nlohmann::json::array();
-        for (const auto& row : rows) out.push_back(rowJSON(row, lookup, options.tree));
+        // Groups that started between the reads join the lookup; the answer waits at
+        // most a fifth of a second past the priming interval for the classifications.
+        trust->add(result.groups, options.tree);
+        trust->waitUntil(primed + std::chrono::milliseconds(200));
+        for (const auto& row : rows) out.push_back(rowJSON(row, lookup, *trust, options.tree));
         printJson(out);
         return;
     }

@@ -25,8 +25,9 @@ Snapshot processSnapshot() {
     Snapshot snapshot;
     auto source = Platform::current().processes();
     if (!source) return snapshot;
+    const auto due = std::chrono::steady_clock::now() + primingDelay;  // the first read counts
     source->read(true);
-    std::this_thread::sleep_for(primingDelay);
+    std::this_thread::sleep_until(due);
     ProcessReadResult result = source->read(true);
     snapshot.groups = std::move(result.groups);
     snapshot.processCount = result.processCount;
