@@ -3,53 +3,35 @@
 # CPU share (percent of one core, from /proc/<pid>/stat utime+stime) and resident
 # memory (VmRSS; VmHWM for the peak) of each process over a measured stretch,
 #   1. with the app in the tray only (background sampling, 5 s on mains),
-#   2. with the main window open on the overview (live sampling, 2 s).
+#   2. with the main window open on the overview (live sampling, 2 s),
+#   3. with the window on the apps section while the machine runs about --processes
+#      processes in all (idle `sleep` children make up the number).
 # Runs on a private Xvfb with trayer as the tray host, a private D-Bus session and
 # private settings and history. The recorder holds the history lock, so the app
 # samples for display only, as it does beside the service.
 #
-#   bench/app-cost.sh [--build build] [--seconds 300]
+#   bench/app-cost.sh [--build build] [--seconds 120] [--processes 2000]
 set -euo pipefail
 
 build=build
-seconds=300
+seconds=120
+processes=2000
 while [[ $# -gt 0 ]]; do
     case "$1" in
         --build) build=$2; shift 2 ;;
         --seconds) seconds=$2; shift 2 ;;
-        --inner) inner=1; shift ;;
-        *) echo "usage: $0 [--build DIR] [--seconds N]" >&2; exit 2 ;;
+        --processes) processes=$2; shift 2 ;;
+        *) echo "usage: $0 [--build DIR] [--seconds N] [--processes N]" >&2; exit 2 ;;
     esac
 done
-if [[ -z "${inner:-}" ]]; then
-    exec dbus-run-session -- "$0" --inner --build "$build" --seconds "$seconds"
-fi
 
 app=$(realpath "$build/quillmere-app")
 cli=$(realpath "$build/quillmere")
-work=$(mktemp -d)
-export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
-mkdir -p "$XDG_CONFIG_HOME/quillmere" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
-unset WAYLAND_DISPLAY QT_QPA_PLATFORM
-
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-display=95
-while [[ -e /tmp/.X11-unix/X$display || -e /tmp/.X$display-lock ]]; do display=$((display + 1)); done
-export DISPLAY=:$display
-Xvfb "$DISPLAY" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
-pids+=($!)
-for _ in $(seq 50); do [[ -e /tmp/.X11-unix/X$display ]] && break; sleep 0.1; done
-trayer --edge top --align right --widthtype pixel --width 160 --heighttype pixel --height 32 >/dev/null 2>&1 &
-pids+=($!)
-sleep 1
+source "$(dirname "$0")/../scripts/private-desktop.sh"
+desktop_home
+desktop_display 1280x800
+desktop_bus
+desktop_tray
 
 cat >"$XDG_CONFIG_HOME/quillmere/settings.json" <<JSON
 {"onboarded": true, "migration.menuBar.v2": true, "menuBar.enabled": true, "menuBar.style": "cpuMemory",
@@ -92,3 +74,14 @@ measure "tray only"
 "$app"  # a second launch: opens the main window on the overview
 sleep 5
 measure "overview open (2 s)"
+
+# Idle processes up to the wanted number, then the apps section with them listed.
+running=$(find /proc -maxdepth 1 -name '[0-9]*' | wc -l)
+for ((i = running; i < processes; i++)); do
+    sleep 100000 &
+    pids+=($!)
+done
+"$app" --show "proc:sleep"
+sleep 10  # the new processes are listed and explained once
+echo "$(find /proc -maxdepth 1 -name '[0-9]*' | wc -l) processes running"
+measure "apps open, many procs"

@@ -223,5 +223,94 @@ TEST_F(AppsSectionTest, TwoThousandProcessesRefreshInPlaceWithTheirTrends) {
     EXPECT_EQ(page.tree()->currentIndex().data(AppsTreeModel::groupIDRole).toString(), "proc:app123");
 }
 
+TEST_F(AppsSectionTest, ARefreshWithTheSameRowsTellsOnlyTheChangedCells) {
+    test::AppTestContext t;
+    std::vector<AppGroup> groups = madeUp();
+    t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    page.refresh();
+    AppsTreeModel& model = *page.model();
+    const QModelIndex mail = model.indexOf("app:/usr/share/applications/thunderbird.desktop");
+    page.tree()->expand(mail);
+    t.ui.selectGroup("app:/usr/share/applications/thunderbird.desktop", 11);
+    const QPersistentModelIndex selected = page.tree()->currentIndex();
+    ASSERT_TRUE(selected.isValid());
+
+    int layouts = 0;
+    int resets = 0;
+    std::vector<std::pair<QModelIndex, QModelIndex>> cells;
+    QObject::connect(&model, &QAbstractItemModel::layoutChanged, [&] { ++layouts; });
+    QObject::connect(&model, &QAbstractItemModel::modelReset, [&] { ++resets; });
+    QObject::connect(&model, &QAbstractItemModel::dataChanged,
+                     [&](const QModelIndex& from, const QModelIndex& to) { cells.emplace_back(from, to); });
+
+    // One helper's memory moves (its group's too); the order stays.
+    groups[0].processes[1].memory = 120 * MB;
+    groups[0].memory += 20 * MB;
+    t.monitor->apply(snapshot(groups));
+    page.refresh();
+    EXPECT_EQ(layouts, 0);
+    EXPECT_EQ(resets, 0);
+    ASSERT_EQ(cells.size(), 2u);
+    const QModelIndex first = cells[0].first;
+    const QModelIndex second = cells[1].first;
+    EXPECT_EQ(first, cells[0].second) << "one cell at a time";
+    EXPECT_EQ(first.column(), AppsTreeModel::memory);
+    EXPECT_FALSE(first.parent().isValid()) << "the group's row";
+    EXPECT_EQ(second.column(), AppsTreeModel::memory);
+    EXPECT_EQ(second.data(AppsTreeModel::pidRole).toInt(), 11);
+    EXPECT_EQ(second.data().toString(), QString::fromStdString(Fmt::bytes(120.0 * MB)));
+    EXPECT_TRUE(page.tree()->isExpanded(mail));
+    EXPECT_EQ(page.tree()->currentIndex(), selected);
+
+    // Nothing changed: nothing is told.
+    cells.clear();
+    page.refresh();
+    EXPECT_TRUE(cells.empty());
+
+    // A new top CPU user reorders the rows: the layout changes and the selection follows its row.
+    groups[3].processes[0].cpu = 90;
+    groups[3].cpu = 90;
+    t.monitor->apply(snapshot(groups));
+    page.refresh();
+    EXPECT_EQ(layouts, 1);
+    EXPECT_EQ(topNames(model).front(), "systemd-journald");
+    EXPECT_EQ(page.tree()->currentIndex().data(AppsTreeModel::pidRole).toInt(), 11);
+    EXPECT_TRUE(page.tree()->isExpanded(model.indexOf("app:/usr/share/applications/thunderbird.desktop")));
+}
+
+TEST_F(AppsSectionTest, AMinimisedWindowSkipsRefreshesAndCatchesUpWhenRestored) {
+    test::AppTestContext t;
+    std::vector<AppGroup> groups = madeUp();
+    t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    page.show();
+    page.refresh();
+    const QString before = page.countLine()->text();
+    page.setWindowState(Qt::WindowMinimized);
+    groups.pop_back();
+    t.monitor->apply(snapshot(groups));
+    page.refresh();
+    EXPECT_EQ(page.countLine()->text(), before);
+    EXPECT_EQ(page.model()->rowCount(), 4);
+    page.setWindowState(Qt::WindowNoState);
+    EXPECT_EQ(page.model()->rowCount(), 3);
+    EXPECT_NE(page.countLine()->text(), before);
+}
+
+TEST_F(AppsSectionTest, TheExplanationListsTheBusiestProcessesOfAHugeGroup) {
+    test::AppTestContext t;
+    std::vector<ProcessSample> members;
+    for (int p = 0; p < 1500; ++p) members.push_back(process(1000 + p, "sleep", p == 700 ? 5 : 0, MB));
+    t.monitor->apply(snapshot({group("proc:sleep", "sleep", ProcessKind::system, std::move(members))}));
+    AppsPage page(t.context);
+    t.ui.selectGroup("proc:sleep");
+    page.refresh();
+    const QString text = page.panel()->bodyText();
+    EXPECT_TRUE(text.contains("pid 1700")) << "the busiest comes first";
+    EXPECT_EQ(text.count(" \u00b7 pid "), 12);
+    EXPECT_TRUE(text.contains("and 1488 more, listed under the row"));
+}
+
 }  // namespace
 }  // namespace qm::app

@@ -131,9 +131,28 @@ AppsPage::~AppsPage() { context().ui->removeObserver(uiToken_); }
 
 void AppsPage::activated() { applySelectionFromState(); }
 
-void AppsPage::refresh() { rebuild(); }
+void AppsPage::refresh() {
+    // A minimised window shows nothing: the rows catch up when it is restored.
+    if (window()->isMinimized()) {
+        stale_ = true;
+        return;
+    }
+    rebuild();
+}
+
+void AppsPage::showEvent(QShowEvent* event) {
+    SectionPage::showEvent(event);
+    window()->installEventFilter(this);
+}
+
+bool AppsPage::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == window() && event->type() == QEvent::WindowStateChange && stale_ && !window()->isMinimized())
+        rebuild();
+    return SectionPage::eventFilter(watched, event);
+}
 
 void AppsPage::rebuild() {
+    stale_ = false;
     const Snapshot& snapshot = context().monitor->snapshot();
     std::vector<ProcRow> rows = table_.rows(snapshot.groups);
     int64_t processes = 0;
@@ -153,7 +172,11 @@ void AppsPage::rebuild() {
     }
     const auto& selected = ui.selectedGroup();
     panel_->showRow(selected ? context().monitor->group(*selected) : std::nullopt, ui.selectedPid());
-    tree_->viewport()->update();
+    // The trends move with every sample; the other cells repaint when the model says so.
+    const QHeaderView* header = tree_->header();
+    for (int column : {AppsTreeModel::cpuTrend, AppsTreeModel::memoryTrend})
+        tree_->viewport()->update(header->sectionViewportPosition(column), 0, header->sectionSize(column),
+                                  tree_->viewport()->height());
 }
 
 void AppsPage::sortBy(int column) {

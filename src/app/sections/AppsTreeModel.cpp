@@ -1,5 +1,7 @@
 #include "app/sections/AppsTreeModel.h"
 
+#include <utility>
+
 #include "app/sections/SectionStyle.h"
 #include "shell/Explanation.h"
 #include "shell/fmt/Fmt.h"
@@ -49,7 +51,47 @@ int AppsTreeModel::columnOf(AppsTable::Column figure) {
     return cpu;
 }
 
+namespace {
+// Whether two lists hold the same rows in the same order, children included.
+bool sameShape(const std::vector<ProcRow>& a, const std::vector<ProcRow>& b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i) {
+        if (a[i].id != b[i].id || a[i].children.has_value() != b[i].children.has_value()) return false;
+        if (a[i].children && !sameShape(*a[i].children, *b[i].children)) return false;
+    }
+    return true;
+}
+}  // namespace
+
+void AppsTreeModel::tellChangedCells(const ProcRow& before, const ProcRow& after, int r, quintptr id) {
+    const auto tell = [&](int column) {
+        const QModelIndex cell = createIndex(r, column, id);
+        emit dataChanged(cell, cell);
+    };
+    if (before.name != after.name) tell(name);
+    if (before.kind != after.kind) tell(kind);
+    const bool approximate = before.approximate != after.approximate;
+    if (approximate || before.cpu != after.cpu) tell(cpu);
+    if (approximate || before.memory != after.memory) tell(memory);
+    if (before.power != after.power) tell(power);
+    if (approximate || before.disk != after.disk) tell(disk);
+}
+
 void AppsTreeModel::setRows(std::vector<ProcRow> rows) {
+    if (sameShape(rows_, rows)) {
+        // Most ticks change figures, not rows: the cells whose figures moved are told,
+        // and the view keeps its layout, selection and expanded rows as they are.
+        const std::vector<ProcRow> before = std::exchange(rows_, std::move(rows));
+        for (size_t i = 0; i < rows_.size(); ++i) {
+            tellChangedCells(before[i], rows_[i], static_cast<int>(i), topLevel);
+            if (!rows_[i].children) continue;
+            const auto& was = *before[i].children;
+            const auto& now = *rows_[i].children;
+            for (size_t c = 0; c < now.size(); ++c)
+                tellChangedCells(was[c], now[c], static_cast<int>(c), static_cast<quintptr>(i) + 1);
+        }
+        return;
+    }
     emit layoutAboutToBeChanged();
     // Where every persistent index pointed, by id, before the rows change.
     const QModelIndexList before = persistentIndexList();

@@ -1,7 +1,8 @@
 // The apps table as a Qt tree model: one row per group, its processes as child rows
-// when it has two or more. Each refresh replaces the rows in place and moves the
-// persistent indexes (selection, expanded rows, current row) to the rows with the
-// same ids, so nothing the user chose is lost; rows that vanished lose them.
+// when it has two or more. A refresh that keeps the same rows in the same order tells
+// only the cells whose figures changed; one that adds, drops or reorders rows replaces
+// them and moves the persistent indexes (selection, expanded rows, current row) to the
+// rows with the same ids, so nothing the user chose is lost; rows that vanished lose them.
 #pragma once
 
 #include <QAbstractItemModel>
@@ -43,6 +44,8 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
+    void tellChangedCells(const ProcRow& before, const ProcRow& after, int row, quintptr id);
+
     std::vector<ProcRow> rows_;
     std::unordered_map<std::string, int> groupRow_;  // group id → top-level row
 };

@@ -26,6 +26,10 @@ QString bullets(const char* heading, const std::vector<std::string>& items) {
     return html + "</ul>";
 }
 
+// A group of thousands (a shell's children, a build) would make the panel a long page
+// to lay out each tick; its busiest processes are listed, the rest are in the tree.
+constexpr size_t listedProcesses = 12;
+
 void setIfChanged(QLabel* label, const QString& text) {
     if (label->text() != text) label->setText(text);
     label->setVisible(!text.isEmpty());
@@ -138,7 +142,8 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
                                  : QString());
 
     QString list = QString("<p><b>%1</b></p>").arg(QString::fromUtf8(explainText::processes));
-    for (const auto& p : e.processes) {
+    for (size_t i = 0; i < e.processes.size() && i < listedProcesses; ++i) {
+        const auto& p = e.processes[i];
         list += QString("<p style=\"margin:0\">%1 \u00b7 pid %2 \u00b7 %3</p>")
                     .arg(QString::fromStdString(p.name).toHtmlEscaped())
                     .arg(p.pid)
@@ -147,6 +152,9 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
         if (!command.isEmpty())
             list += QString("<p style=\"margin:0 0 4px 12px\"><tt>%1</tt></p>").arg(command.toHtmlEscaped());
     }
+    if (e.processes.size() > listedProcesses)
+        list += QString("<p style=\"margin:4px 0 0 0\"><i>and %1 more, listed under the row</i></p>")
+                    .arg(e.processes.size() - listedProcesses);
     setIfChanged(processes_, list);
 
     const auto targets = ProcessQuit::targets(*group, pid);
