@@ -1,6 +1,7 @@
 // quillmere timeline: the recorded history of a range in buckets, the range's events,
 // and with --at what the machine was doing at one moment.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -160,8 +161,11 @@ void run(const TimelineOptions& options) {
         return;
     }
 
-    print("Timeline, last " + HistoryTimelineView::title(*range) + " (" +
-          Fmt::duration(static_cast<double>(HistoryTimelineView::bucket(*range))) + " buckets)\n");
+    // The range as it is typed ("24h"), not as the window's range buttons label it ("24H").
+    std::string span = HistoryTimelineView::title(*range);
+    for (char& c : span) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    print("Timeline, last " + span + " (" + Fmt::duration(static_cast<double>(HistoryTimelineView::bucket(*range))) +
+          " buckets)\n");
     if (!history.store) {
         print(nothingRecordedText(history.path));
         return;

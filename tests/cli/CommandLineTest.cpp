@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -451,6 +452,27 @@ TEST_F(CommandLineTest, AppsJsonCarriesWhoMadeEachGroup) {
     for (const auto& row : rows) {
         ASSERT_TRUE(row.contains("trust")) << row.dump();
         EXPECT_NE(std::find(levels.begin(), levels.end(), row["trust"].get<std::string>()), levels.end()) << row.dump();
+    }
+}
+
+TEST_F(CommandLineTest, EveryExampleInTheReadmesCommandTableWorksAsPrinted) {
+    writeHistory();
+    // The table's rows end in "| `quillmere ...` |"; README sits two folders above the fixtures.
+    std::ifstream readme(std::filesystem::path(QM_FIXTURES).parent_path().parent_path() / "README.md");
+    ASSERT_TRUE(readme.good());
+    const std::regex example(R"(^\| `[a-z ]+` \|.*\| `quillmere ([^`]*)` \|$)");
+    std::vector<std::string> commands;
+    std::string line;
+    while (std::getline(readme, line)) {
+        std::smatch match;
+        if (std::regex_match(line, match, example)) commands.push_back(match[1]);
+    }
+    EXPECT_GE(commands.size(), 20u);
+    for (const std::string& arguments : commands) {
+        // The recorder runs until stopped, and a test notification needs the desktop's bus.
+        if (arguments == "record" || arguments == "alerts test") continue;
+        Result r = run(arguments);
+        EXPECT_EQ(r.status, 0) << "quillmere " << arguments << ": " << r.output;
     }
 }
 
