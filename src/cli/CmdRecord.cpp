@@ -93,6 +93,8 @@ void run(const RecordOptions& options) {
     HistoryStore store(path, &loop);
     if (!store.isOpen()) exitWith(1);  // the store has said why, naming the file
     Sampler::Dependencies deps;
+    // Ticks on the main loop, which each snapshot reaches anyway: one thread wakes per tick.
+    deps.queue = borrowQueue(loop);
     deps.history = &store;
     deps.detector = std::make_unique<EventDetector>();
     // Made before the monitor so it outlives every events callback.

@@ -11,6 +11,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/TimerSlack.h"
+
 namespace qm::helper {
 
 namespace {
@@ -115,6 +117,8 @@ Exchange exchange(const std::string& path, Request request, double timeout) {
     if (path.empty() || path.size() >= sizeof address.sun_path) return result;
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
 
+    // The sampler's thread may sleep with a slack of seconds; this wait stays bounded.
+    PreciseTimeouts precise;
     Deadline deadline(timeout);
     int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (fd < 0) return result;

@@ -25,8 +25,16 @@ public:
                                                       std::function<void()> handler) = 0;
 };
 
-// A queue with its own thread, backed by an Asio io_context.
+// A queue with its own thread, backed by an Asio io_context. The thread is named
+// after the label ("app.quillmere.sampler" as "qm.sampler"). Timer leeways become
+// the thread's timer slack on Linux: while timers are alive, every timed sleep of the
+// thread may end up to the smallest of their leeways late.
 std::unique_ptr<SerialQueue> makeThreadQueue(const std::string& label);
+
+// Serves work and timers on `queue`, which must outlive the handle: a component that
+// wants its own queue can share a thread that is awake anyway (the recorder's sampler
+// ticks on its main loop, so a tick wakes one thread, not two).
+std::unique_ptr<SerialQueue> borrowQueue(SerialQueue& queue);
 
 // A queue served by whoever calls run(): the command line's main thread.
 class MainLoop : public SerialQueue {

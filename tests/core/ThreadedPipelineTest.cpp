@@ -11,13 +11,15 @@
 namespace qm {
 namespace {
 
-TEST(ThreadedPipeline, SnapshotsReachTheMonitorAndMinutesTheStoreAcrossThreads) {
+// `onMainLoop`: the sampler ticks on the main loop instead of its own thread.
+void runPipeline(bool onMainLoop) {
     testing::TempDirectory dir;
     MainLoop loop;
     HistoryStore store(dir.file("history.sqlite"), &loop);
     auto machine = std::make_shared<testing::FakeMachine>();
     MemoryDefaults defaults;
     Sampler::Dependencies deps;
+    if (onMainLoop) deps.queue = borrowQueue(loop);
     deps.platform = testing::fakePlatform(machine);
     deps.history = &store;
     deps.defaults = &defaults;
@@ -43,6 +45,11 @@ TEST(ThreadedPipeline, SnapshotsReachTheMonitorAndMinutesTheStoreAcrossThreads) 
     EXPECT_FALSE(monitor.cpuSeries().empty());
     EXPECT_FALSE(store.systemMinutesSync(0, 4e9, 60).empty()) << "the partial minute was written";
 }
+
+TEST(ThreadedPipeline, SnapshotsReachTheMonitorAndMinutesTheStoreAcrossThreads) { runPipeline(false); }
+
+// As `quillmere record` runs it: one thread wakes per tick.
+TEST(ThreadedPipeline, TheSamplerCanTickOnTheMainLoop) { runPipeline(true); }
 
 }  // namespace
 }  // namespace qm
