@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -91,10 +90,12 @@ void run(const SampleOptions& options) {
             if (options.json) {
                 printJson(snapshot, true);
             } else {
-                if (printed > 0) std::cout << '\n';
-                std::cout << describeSnapshot(snapshot) << std::flush;
+                print((printed > 0 ? "\n" : "") + describeSnapshot(snapshot));
+                std::fflush(stdout);
             }
-            if (++printed == options.count) loop.stop();
+            // Output nobody can read (a full disk, a closed descriptor) ends the run;
+            // the failed write is then reported once, with exit code 1.
+            if (++printed == options.count || std::ferror(stdout)) loop.stop();
         });
     };
     // Prime the counters, answer after a short moment with the real interval, then

@@ -186,7 +186,9 @@ TEST_F(CommandLineTest, RefusalsAreOneLineNamingTheCommandsHelpWithANonZeroExit)
 }
 
 TEST_F(CommandLineTest, WritesThatFailEndInOneLineAndExitOne) {
-    for (const char* arguments : {"config list > /dev/full", "--help > /dev/full", "config list >&-"}) {
+    // sample runs until interrupted: a write that fails has to end it too.
+    for (const char* arguments : {"config list > /dev/full", "--help > /dev/full", "config list >&-",
+                                  "sample > /dev/full", "sample --json >&-"}) {
         Result r = run(arguments, "2>&1");
         EXPECT_NE(r.status, 0) << arguments;
         EXPECT_LE(lines(r.output), 1u) << arguments << ": " << r.output;
