@@ -4,7 +4,19 @@
 # /usr/local install is found as well as a /usr one.
 include(GNUInstallDirs)
 
-install(FILES ${PROJECT_SOURCE_DIR}/data/quillmere.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+# Man pages are installed compressed, as Debian's policy and man-db expect; without
+# gzip the plain page works as well.
+find_program(QM_GZIP gzip)
+if(QM_GZIP)
+  set(QM_MANPAGE ${CMAKE_BINARY_DIR}/quillmere.1.gz)
+  add_custom_command(OUTPUT ${QM_MANPAGE}
+    COMMAND ${QM_GZIP} -9 -n -c ${PROJECT_SOURCE_DIR}/data/quillmere.1 > ${QM_MANPAGE}
+    DEPENDS ${PROJECT_SOURCE_DIR}/data/quillmere.1 VERBATIM)
+  add_custom_target(quillmere_manpage ALL DEPENDS ${QM_MANPAGE})
+else()
+  set(QM_MANPAGE ${PROJECT_SOURCE_DIR}/data/quillmere.1)
+endif()
+install(FILES ${QM_MANPAGE} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 install(FILES ${PROJECT_SOURCE_DIR}/data/completions/quillmere.bash
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME quillmere)

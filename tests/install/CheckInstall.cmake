@@ -10,9 +10,14 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "cmake --install failed: ${error}")
 endif()
 
+# The man page is compressed where gzip is found (always on Debian), plain otherwise.
+set(manpage share/man/man1/quillmere.1.gz)
+if(NOT EXISTS "${prefix}/${manpage}")
+  set(manpage share/man/man1/quillmere.1)
+endif()
 set(expected
     bin/quillmere
-    share/man/man1/quillmere.1
+    ${manpage}
     share/bash-completion/completions/quillmere
     share/zsh/vendor-completions/_quillmere
     share/fish/vendor_completions.d/quillmere.fish
@@ -43,7 +48,14 @@ list(LENGTH commands count)
 if(count LESS 10)
   message(FATAL_ERROR "could not read the commands from --help:\n${help}")
 endif()
-file(READ "${prefix}/share/man/man1/quillmere.1" man)
+if(manpage MATCHES "\\.gz$")
+  execute_process(COMMAND gzip -dc "${prefix}/${manpage}" OUTPUT_VARIABLE man RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "the installed man page is not gzip: ${result}")
+  endif()
+else()
+  file(READ "${prefix}/${manpage}" man)
+endif()
 file(READ "${prefix}/share/bash-completion/completions/quillmere" bash)
 file(READ "${prefix}/share/zsh/vendor-completions/_quillmere" zsh)
 file(READ "${prefix}/share/fish/vendor_completions.d/quillmere.fish" fish)
