@@ -11,11 +11,16 @@
 
 namespace qm::app {
 
+class MemoryPartsSeries;
+
 struct AppContext {
     Monitor* monitor = nullptr;
     HistoryStore* history = nullptr;  // null when no history database could be opened
     Defaults* defaults = nullptr;
     UIState* ui = nullptr;
+    // The memory breakdown since launch; without one the memory section keeps its own
+    // from when it is first opened.
+    const MemoryPartsSeries* memoryParts = nullptr;
     // True when this process holds the recorder lock: it writes minutes and events and
     // owns the alert center. Otherwise a `quillmere record` service does.
     bool recording = false;

@@ -19,6 +19,7 @@
 #include "app/SingleInstance.h"
 #include "app/menubar/MenuBarRenderer.h"
 #include "app/onboarding/OnboardingWindow.h"
+#include "app/sections/MemoryPartsSeries.h"
 #include "app/settings/SettingsWindow.h"
 #include "core/Defaults.h"
 #include "core/Monitor.h"
@@ -93,6 +94,8 @@ int main(int argc, char** argv) {
     context.history = &history;
     context.defaults = &qm::Defaults::shared();
     context.ui = &ui;
+    const qm::app::MemoryPartsSeries memoryParts(monitor);
+    context.memoryParts = &memoryParts;
     context.recording = lock.acquired();
     if (!lock.acquired() && lock.holder()) qm::app::otherRecorderPid() = static_cast<int>(*lock.holder());
 

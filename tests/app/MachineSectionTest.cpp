@@ -4,6 +4,7 @@
 #include "SectionTestData.h"
 #include "app/sections/EnergyPage.h"
 #include "app/sections/MemoryPage.h"
+#include "app/sections/MemoryPartsSeries.h"
 #include "app/sections/NetworkPage.h"
 #include "app/sections/SectionStyle.h"
 #include "app/sections/SensorsPage.h"
@@ -45,7 +46,7 @@ TEST_F(MachineSectionTest, MemoryShowsTheBreakdownAndTheAdvisorFromLearningToAVe
     EXPECT_TRUE(text.contains("Pressure 38% · Normal"));
     EXPECT_TRUE(text.contains("No swap space configured"));
     EXPECT_EQ(page.chart()->series().size(), 5u);
-    EXPECT_EQ(page.chart()->series()[0].values.size(), 1u) << "the breakdown series grows with each tick";
+    EXPECT_EQ(page.chart()->series()[0].values.size(), 2u) << "from the figures at hand, then each tick";
 
     // No history yet, and then 719 minutes: still learning.
     EXPECT_EQ(page.advisorTitle(), QString::fromUtf8("Learning how you work…"));
@@ -65,6 +66,27 @@ TEST_F(MachineSectionTest, MemoryShowsTheBreakdownAndTheAdvisorFromLearningToAVe
     EXPECT_EQ(page.advisorTitle(), "You'd benefit from more memory.");
     EXPECT_EQ(page.advisorText(), platform("You hit memory pressure 20% of the time and swapped up to 7.0 GB. "
                                            "Consider 32 GB on your next Mac."));
+}
+
+TEST_F(MachineSectionTest, TheMemoryChartHasTheBreakdownSinceLaunchWhenOpenedLate) {
+    test::AppTestContext t;
+    const MemoryPartsSeries sinceLaunch(*t.monitor);
+    t.context.memoryParts = &sinceLaunch;
+    Snapshot s = machine();
+    for (int tick = 0; tick < 200; ++tick) {
+        s.memory.cached = static_cast<uint64_t>(tick) * (1u << 20);
+        t.monitor->apply(s);
+    }
+    MemoryPage page(t.context);
+    page.refresh();
+    ASSERT_EQ(page.chart()->series().size(), 5u);
+    const auto& cached = page.chart()->series()[3].values;
+    ASSERT_EQ(cached.size(), Monitor::maxPoints) << "as many points as the Monitor keeps";
+    EXPECT_EQ(cached.back(), 199.0 * (1u << 20));
+    EXPECT_EQ(cached.front(), 20.0 * (1u << 20)) << "the oldest fall off";
+    t.monitor->apply(s);
+    page.refresh();
+    EXPECT_EQ(page.chart()->series()[3].values.size(), Monitor::maxPoints);
 }
 
 TEST_F(MachineSectionTest, EnergyTextsFollowTheBatteryAndMarkEstimatedAppFigures) {

@@ -21,6 +21,7 @@
 #include "app/MainWindow.h"
 #include "app/sections/AppsPage.h"
 #include "app/sections/AppsTreeModel.h"
+#include "app/sections/MemoryPartsSeries.h"
 #include "app/sections/TimelinePage.h"
 #include "history/HistoryFiles.h"
 #include "knowledge/Insights.h"
@@ -115,9 +116,10 @@ TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {
     context.history = &history;
     context.defaults = &defaults;
     context.ui = &ui;
+    const MemoryPartsSeries memoryParts(monitor);
+    context.memoryParts = &memoryParts;
     MainWindow window(context);
     window.resize(1280, 820);
-    window.page(Section::memory);  // its breakdown series starts with the page
     monitor.start();
     window.show();
     serve(7000);  // a few live ticks for the series

@@ -151,6 +151,48 @@ TEST_F(TimelineSectionTest, ASwitchWaitsForTheRangeAlreadyBeingReadAheadAndShows
     EXPECT_EQ(page.view().rows.size(), hourRows);
 }
 
+TEST_F(TimelineSectionTest, HoveringShowsAMomentAndLeavingReturnsToThePinnedOne) {
+    test::AppTestContext t;
+    TempHistory history;
+    HistoryStore& store = history.open(t.mainQueue);
+    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+    test::fillHistory(store, now, 1);
+    t.context.history = &store;
+    TimelinePage page(t.context);
+    int shown = 0;
+    page.onShown = [&] { ++shown; };
+    page.activated();
+    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    EXPECT_TRUE(visibleText(&page).contains("Hover any moment"));
+
+    const auto bucketOf = [](Date date) {
+        return HistoryTimelineView::bucketStart(date, HistoryTimelineView::bucket(HistoryTimelineView::Range::day));
+    };
+    const Date pinned = static_cast<Date>(now - 6 * 3600);
+    const Date hovered = static_cast<Date>(now - 2 * 3600);
+    page.pinAt(pinned);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 2; }));
+
+    // The pointer moving over a chart shows the moment it rests on.
+    page.hoverAt(hovered - 600);
+    page.hoverAt(hovered);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 3; }));
+    ASSERT_TRUE(page.view().selected.has_value());
+    EXPECT_EQ(bucketOf(*page.view().selected), bucketOf(hovered));
+    ASSERT_FALSE(page.view().atSelection.empty());
+    EXPECT_EQ(bucketOf(static_cast<Date>(page.view().atSelection.front().ts)), bucketOf(hovered));
+    // Within the same bucket nothing more is asked for.
+    page.hoverAt(hovered + 1);
+    test::waitFor([] { return false; }, 200);
+    EXPECT_EQ(shown, 3);
+
+    // Leaving the charts (on the way to the moment panel) returns to the clicked moment.
+    page.hoverAt(std::nullopt);
+    ASSERT_TRUE(test::waitFor([&] { return shown == 4; }));
+    EXPECT_EQ(bucketOf(*page.view().selected), bucketOf(pinned));
+    EXPECT_EQ(bucketOf(static_cast<Date>(page.view().atSelection.front().ts)), bucketOf(pinned));
+}
+
 TEST_F(TimelineSectionTest, AnEmptyHistoryShowsTheRecordingHasStartedState) {
     test::AppTestContext t;
     TempHistory history;

@@ -8,6 +8,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include "app/sections/MemoryPartsSeries.h"
 #include "app/sections/SectionStyle.h"
 #include "app/widgets/SeriesChart.h"
 #include "knowledge/Insights.h"
@@ -127,22 +128,16 @@ MemoryPage::MemoryPage(AppContext& context, QWidget* parent) : SectionPage(Secti
     layout->addWidget(advisorCard);
     layout->addStretch(1);
 
-    history_.assign(5, {});
-    monitorToken_ = context.monitor->observe([this] { record(this->context().monitor->snapshot()); });
+    if (context.memoryParts) {
+        parts_ = context.memoryParts;
+    } else {
+        ownParts_ = std::make_unique<MemoryPartsSeries>(*context.monitor);
+        parts_ = ownParts_.get();
+    }
     showAdvisor();
 }
 
-MemoryPage::~MemoryPage() { context().monitor->removeObserver(monitorToken_); }
-
-void MemoryPage::record(const Snapshot& snapshot) {
-    if (snapshot.memory.total == 0) return;
-    const auto parts = sections::memoryParts(snapshot.memory);
-    for (size_t i = 0; i < parts.size() && i < history_.size(); ++i) {
-        auto& series = history_[i];
-        series.push_back(static_cast<double>(parts[i].bytes));
-        if (series.size() > Monitor::maxPoints) series.erase(series.begin());
-    }
-}
+MemoryPage::~MemoryPage() = default;
 
 void MemoryPage::activated() {
     HistoryStore* history = context().history;
@@ -193,8 +188,9 @@ void MemoryPage::refresh() {
         legend += QString("<span style=\"color:%1\">\u25a0</span> %2 <b>%3</b>&nbsp;&nbsp;&nbsp;")
                       .arg(memoryPartColor(i).name(), QString::fromStdString(parts[i].label),
                            QString::fromStdString(Fmt::bytes(static_cast<double>(parts[i].bytes))));
+        const auto& recorded = parts_->series();
         series.push_back({QString::fromStdString(parts[i].label), memoryPartColor(i),
-                          i < history_.size() ? history_[i] : std::vector<double>{}});
+                          i < recorded.size() ? recorded[i] : std::vector<double>{}});
     }
     bar_->setParts(std::move(shares));
     setText(legend_, legend);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QWidget>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -15,6 +16,7 @@ class QLabel;
 namespace qm::app {
 
 class Card;
+class MemoryPartsSeries;
 class SeriesChart;
 
 // The breakdown as one horizontal bar of coloured parts.
@@ -48,13 +50,12 @@ public:
     SeriesChart* chart() const { return chart_; }
 
 private:
-    void record(const Snapshot& snapshot);
     void showAdvisor();
 
     std::optional<Advisor> advisor_;
-    int monitorToken_ = 0;
-    // The breakdown over the last ticks, one series per part, kept while the page exists.
-    std::vector<std::vector<double>> history_;
+    // The breakdown over the last ticks: the program's, or the page's own without one.
+    std::unique_ptr<MemoryPartsSeries> ownParts_;
+    const MemoryPartsSeries* parts_;
 
     BreakdownBar* bar_;
     QLabel* used_;

@@ -8,6 +8,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <cmath>
 
@@ -123,10 +124,17 @@ TimelinePage::TimelinePage(AppContext& context, QWidget* parent) : SectionPage(S
             [this](int id) { showRange(static_cast<HistoryTimelineView::Range>(id), 0); });
     connect(earlier_, &QPushButton::clicked, this, [this] { showRange(view_.range, back_ + 1); });
     connect(later_, &QPushButton::clicked, this, [this] { showRange(view_.range, std::max(0, back_ - 1)); });
-    for (SeriesChart* chart : {cpu_, memory_, power_})
-        connect(chart, &SeriesChart::pointed, this, &TimelinePage::pointAt);
+    hoverPause_ = new QTimer(this);
+    hoverPause_->setSingleShot(true);
+    hoverPause_->setInterval(40);
+    connect(hoverPause_, &QTimer::timeout, this, [this] { pointAt(hovered_); });
+    for (SeriesChart* chart : {cpu_, memory_, power_}) {
+        chart->setTracksPointer(true);
+        connect(chart, &SeriesChart::pointed, this, &TimelinePage::pinAt);
+        connect(chart, &SeriesChart::hovered, this, &TimelinePage::hoverAt);
+    }
     connect(events_, &QListWidget::itemClicked, this,
-            [this](QListWidgetItem* item) { pointAt(item->data(Qt::UserRole).toDouble()); });
+            [this](QListWidgetItem* item) { pinAt(item->data(Qt::UserRole).toDouble()); });
     showMoment();
 }
 
@@ -138,6 +146,7 @@ Date TimelinePage::endOfShownRange() const {
 
 void TimelinePage::showRange(HistoryTimelineView::Range range, int back) {
     if (range != view_.range) {
+        pinned_.reset();
         view_.selected.reset();
         view_.atSelection.clear();
     }
@@ -283,9 +292,30 @@ void TimelinePage::showRows() {
     showMoment();
 }
 
+void TimelinePage::pinAt(Date date) {
+    hoverPause_->stop();
+    pinned_ = date;
+    pointAt(date);
+}
+
+void TimelinePage::hoverAt(std::optional<Date> date) {
+    if (date) {
+        hovered_ = *date;
+        hoverPause_->start();
+        return;
+    }
+    hoverPause_->stop();
+    if (pinned_) pointAt(*pinned_);
+}
+
 void TimelinePage::pointAt(Date date) {
     HistoryStore* history = context().history;
     if (!history || !std::isfinite(date)) return;
+    // Within the bucket already shown there is nothing new to ask for.
+    const int64_t bucket = HistoryTimelineView::bucket(view_.range);
+    if (view_.selected &&
+        HistoryTimelineView::bucketStart(*view_.selected, bucket) == HistoryTimelineView::bucketStart(date, bucket))
+        return;
     view_.select(date, *history, [this] {
         showMoment();
         if (onShown) onShown();

@@ -18,6 +18,7 @@ class QLabel;
 class QListWidget;
 class QPushButton;
 class QStackedWidget;
+class QTimer;
 class QVBoxLayout;
 
 namespace qm::app {
@@ -35,8 +36,13 @@ public:
 
     // Shows a range, `back` whole ranges before now (0 is the latest).
     void showRange(HistoryTimelineView::Range range, int back = 0);
-    // Points at a moment, as a click on a chart does.
+    // Points at a moment: shows what the machine was doing then.
     void pointAt(Date date);
+    // A click on a chart (or an event chosen in the list) pins the moment: moving the
+    // pointer over the charts shows other moments, leaving them returns to the pinned one.
+    void pinAt(Date date);
+    // The pointer over a chart at a moment, or off the charts (absent).
+    void hoverAt(std::optional<Date> date);
 
     const HistoryTimelineView& view() const { return view_; }
     int rangesBack() const { return back_; }
@@ -82,6 +88,9 @@ private:
     QElapsedTimer loadTimer_;
     qint64 lastLoadMs_ = 0;
     Date shownEnd_ = 0;
+    std::optional<Date> pinned_;
+    Date hovered_ = 0;
+    QTimer* hoverPause_;  // a moment is asked for once the pointer rests, not at every pixel
 
     QButtonGroup* ranges_;
     QPushButton* earlier_;

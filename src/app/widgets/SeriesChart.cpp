@@ -218,4 +218,14 @@ void SeriesChart::mousePressEvent(QMouseEvent* event) {
     QWidget::mousePressEvent(event);
 }
 
+void SeriesChart::mouseMoveEvent(QMouseEvent* event) {
+    if (event->buttons() == Qt::NoButton) emit hovered(positionAt(event->position().x()));
+    QWidget::mouseMoveEvent(event);
+}
+
+void SeriesChart::leaveEvent(QEvent* event) {
+    if (hasMouseTracking()) emit hovered(std::nullopt);
+    QWidget::leaveEvent(event);
+}
+
 }  // namespace qm::app

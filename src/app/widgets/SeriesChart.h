@@ -58,14 +58,21 @@ public:
     QSize sizeHint() const override { return {400, 160}; }
     QSize minimumSizeHint() const override { return {120, 60}; }
 
+    // Whether the pointer moving over the chart (no button held) is reported by `hovered`.
+    void setTracksPointer(bool tracks) { setMouseTracking(tracks); }
+
 signals:
     // A click on the chart: the x in position units.
     void pointed(double x);
+    // The pointer moved over the chart, or left it (absent).
+    void hovered(std::optional<double> x);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
 
 private:
     QRectF plotRect() const;
