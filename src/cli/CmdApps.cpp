@@ -139,37 +139,44 @@ private:
 // The columns after the name; the name takes what the terminal's width leaves.
 struct Layout {
     size_t name = 34;
+    bool pid = true;
     bool kind = true;
+    bool memory = true;
     bool power = true;
     bool disk = true;
+    bool count = true;
 };
 
 Layout layoutFor(size_t width) {
     Layout layout;
     if (width == 0) return layout;  // not a terminal: the full table
-    // Always shown: PID 8, the estimate mark 1, CPU 7, MEMORY 10, PROCS 6. The others
-    // go, in this order, when the name would get fewer than 12 characters.
-    size_t fixed = 32;
-    const std::pair<bool*, size_t> optional[] = {{&layout.kind, 11}, {&layout.disk, 11}, {&layout.power, 9}};
+    // Always shown: the estimate mark and CPU (2 + 7). The others join, most useful
+    // first, while the name keeps at least 12 characters; a 20-column terminal gets
+    // the name and CPU alone, never a wrapped row.
+    size_t fixed = 9;
+    const std::pair<bool*, size_t> optional[] = {{&layout.memory, 10}, {&layout.pid, 8},   {&layout.count, 6},
+                                                 {&layout.kind, 11},   {&layout.disk, 11}, {&layout.power, 9}};
     for (const auto& [shown, columnWidth] : optional) {
         if (fixed + columnWidth + 12 <= width)
             fixed += columnWidth;
         else
             *shown = false;
     }
-    layout.name = width > fixed + 8 ? std::min<size_t>(width - fixed, 60) : 8;
+    layout.name = width > fixed ? std::min<size_t>(width - fixed, 60) : 1;
     return layout;
 }
 
 std::string rowLine(const Layout& layout, const std::string& name, const std::string& pid, const std::string& kind,
                     const std::string& mark, const std::string& cpu, const std::string& memory,
                     const std::string& power, const std::string& disk, const std::string& count) {
-    std::string line = cell(name, layout.name) + rightAligned(pid, 8);
+    std::string line = cell(name, layout.name);
+    if (layout.pid) line += rightAligned(pid, 8);
     if (layout.kind) line += "  " + cell(kind, 9);
-    line += mark + rightAligned(cpu, 7) + rightAligned(memory, 10);
+    line += " " + mark + rightAligned(cpu, 7);
+    if (layout.memory) line += rightAligned(memory, 10);
     if (layout.power) line += rightAligned(power, 9);
     if (layout.disk) line += rightAligned(disk, 11);
-    line += rightAligned(count, 6);
+    if (layout.count) line += rightAligned(count, 6);
     // Trailing spaces of a cut row are noise in a pipe.
     while (!line.empty() && line.back() == ' ') line.pop_back();
     return line + "\n";

@@ -85,6 +85,7 @@ protected:
         ::setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
         ::setenv("QUILLMERE_DB", db.c_str(), 1);
         ::unsetenv("NO_COLOR");
+        ::unsetenv("COLUMNS");
     }
     void TearDown() override {
         std::error_code ignored;
@@ -476,6 +477,36 @@ TEST_F(CommandLineTest, EveryExampleInTheReadmesCommandTableWorksAsPrinted) {
         Result r = run(arguments);
         EXPECT_EQ(r.status, 0) << "quillmere " << arguments << ": " << r.output;
     }
+}
+
+TEST_F(CommandLineTest, AppsTableRowsFitTheTerminalWidthDroppingColumnsNotWrapping) {
+    // Through a pipe the program reads the width from COLUMNS, as on a terminal.
+    for (size_t width : {20u, 40u, 80u, 200u}) {
+        ::setenv("COLUMNS", std::to_string(width).c_str(), 1);
+        Result r = run("apps --tree", "2>/dev/null");
+        ASSERT_EQ(r.status, 0) << width;
+        std::istringstream text(r.output);
+        std::string line;
+        bool table = false;
+        size_t rows = 0;
+        while (std::getline(text, line)) {
+            if (line.rfind("NAME", 0) == 0) table = true;
+            if (line.empty()) table = false;  // the footnote under the table is prose
+            if (!table) continue;
+            ++rows;
+            const auto characters = static_cast<size_t>(std::count_if(line.begin(), line.end(), [](char c) {
+                return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+            }));
+            EXPECT_LE(characters, width) << line;
+            if (rows == 1) {
+                EXPECT_NE(line.find("CPU"), std::string::npos) << line;
+                EXPECT_EQ(line.find("PID") != std::string::npos, width >= 40) << line;
+                EXPECT_EQ(line.find("DISK") != std::string::npos, width >= 80) << line;
+            }
+        }
+        EXPECT_GT(rows, 1u) << width;
+    }
+    ::unsetenv("COLUMNS");
 }
 
 }  // namespace
