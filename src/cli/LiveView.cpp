@@ -7,6 +7,7 @@
 #include <curses.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <clocale>
 #include <csignal>
 #include <cstdint>
@@ -19,9 +20,11 @@ namespace qm::cli {
 namespace {
 
 // Ctrl+C, a hang-up or a kill end the loop at its next wake-up, so the terminal is
-// always given back; the handlers only set this flag.
-volatile std::sig_atomic_t stopRequested = 0;
-extern "C" void requestStop(int /*signal*/) { stopRequested = 1; }
+// always given back; the handlers only set this flag. The signal may arrive on the
+// sampler's thread, so the flag is atomic rather than a plain sig_atomic_t.
+std::atomic<bool> stopRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "set from a signal handler");
+extern "C" void requestStop(int /*signal*/) { stopRequested.store(true); }
 
 constexpr short warningPair = 1;
 constexpr short criticalPair = 2;
@@ -69,7 +72,7 @@ std::unique_ptr<LiveView> LiveView::open(std::string& why) {
     stop.sa_handler = requestStop;
     sigemptyset(&stop.sa_mask);
     for (size_t i = 0; i < 3; ++i) ::sigaction(Terminal::signals[i], &stop, &terminal->previous[i]);
-    stopRequested = 0;
+    stopRequested.store(false);
 
     std::setlocale(LC_CTYPE, "");  // names and figures are UTF-8 ("≈", "—")
     // An unknown TERM has no description to work from; one without cursor movement
@@ -113,7 +116,7 @@ void LiveView::show(const Snapshot& snapshot) {
 bool LiveView::waitForKey(int milliseconds) {
     ::timeout(milliseconds);
     const int key = ::getch();
-    if (stopRequested != 0) return false;
+    if (stopRequested.load()) return false;
     switch (key) {
         case 'q':
         case 'Q':
