@@ -18,61 +18,26 @@ while [[ $# -gt 0 ]]; do
     case "$1" in
         --build) build=$2; shift 2 ;;
         --shots) shots=$2; shift 2 ;;
-        --inner) inner=1; shift ;;
         *) echo "usage: $0 [--build DIR] [--shots DIR]" >&2; exit 2 ;;
     esac
 done
-
-if [[ -z "${inner:-}" ]]; then
-    # Everything runs inside a private session bus, never the user's.
-    exec dbus-run-session -- "$0" --inner --build "$build" --shots "$shots"
-fi
 
 app=$(realpath "$build/quillmere-app")
 cli=$(realpath "$build/quillmere")
 mkdir -p "$shots"
 shots=$(realpath "$shots")
 
-work=$(mktemp -d)
-export XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
-mkdir -p "$XDG_CONFIG_HOME/quillmere" "$XDG_DATA_HOME" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
-unset WAYLAND_DISPLAY QT_QPA_PLATFORM
+source "$(dirname "$0")/private-desktop.sh"
+desktop_home
 export QT_QPA_PLATFORMTHEME= QT_AUTO_SCREEN_SCALE_FACTOR=0
-
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
+desktop_display 1280x800
+desktop_bus
+desktop_tray --SetDockType true --transparent false --tint 0x30343a --expand true
 
 failures=0
 pass() { echo "ok   $*"; }
 fail() { echo "FAIL $*"; failures=$((failures + 1)); }
 
-# Polls a condition (a command) for up to $1 seconds.
-wait_for() {
-    local limit=$1; shift
-    for ((i = 0; i < limit * 10; i++)); do
-        if "$@" >/dev/null 2>&1; then return 0; fi
-        sleep 0.1
-    done
-    return 1
-}
-
-# A free display number.
-display=90
-while [[ -e /tmp/.X11-unix/X$display || -e /tmp/.X$display-lock ]]; do display=$((display + 1)); done
-export DISPLAY=:$display
-Xvfb "$DISPLAY" -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
-pids+=($!)
-wait_for 10 xdpyinfo || wait_for 10 test -e "/tmp/.X11-unix/X$display"
-trayer --edge top --align right --widthtype pixel --width 160 --heighttype pixel --height 32 \
-    --SetDockType true --transparent false --tint 0x30343a --expand true >/dev/null 2>&1 &
-pids+=($!)
-wait_for 10 xdotool search --onlyvisible --class trayer || { echo "trayer did not start"; exit 1; }
 tray=$(xdotool search --onlyvisible --class trayer | head -1)
 
 # An onboarded user who starts in the tray only, on the CPU style.

@@ -13,27 +13,9 @@ for tool in Xvfb dbus-daemon dunst import convert; do
     command -v "$tool" >/dev/null || { echo "notification-screenshot: $tool is not installed" >&2; exit 1; }
 done
 
-work="$(mktemp -d)"
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-# A display number nobody uses.
-display=90
-while [[ -e "/tmp/.X11-unix/X$display" || -e "/tmp/.X$display-lock" ]]; do display=$((display + 1)); done
-Xvfb ":$display" -screen 0 1280x720x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
-pids+=($!)
-export DISPLAY=":$display"
-
-dbus-daemon --session --nofork --print-address=1 >"$work/bus" 2>"$work/bus.log" &
-pids+=($!)
-for _ in $(seq 100); do [[ -s "$work/bus" ]] && break; sleep 0.05; done
-DBUS_SESSION_BUS_ADDRESS="$(head -n1 "$work/bus")"
-export DBUS_SESSION_BUS_ADDRESS
+source scripts/private-desktop.sh
+desktop_display 1280x720
+desktop_bus
 
 # A plain, readable look in the top right corner, as on a typical desktop.
 cat >"$work/dunstrc" <<'EOF'

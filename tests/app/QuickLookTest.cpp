@@ -6,7 +6,7 @@
 #include "app/MainWindow.h"
 #include "app/quicklook/QuickLook.h"
 #include "app/sections/SectionPage.h"
-#include "app/widgets/SparklineWidget.h"
+#include "app/widgets/Sparkline.h"
 #include "app/widgets/StatusHeader.h"
 
 namespace qm::app {

@@ -36,6 +36,21 @@ double cpuSeconds() {
            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
+// The history the program would open (QUILLMERE_DB names another), filled with 30
+// days of made-up minutes when it has none.
+std::string monthOfHistory() {
+    const std::string path = defaultHistoryPath();
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    QtMainQueue queue;
+    HistoryStore history(path, &queue);
+    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+    if (history.systemMinutesSync(static_cast<Date>(now - 30 * 86400), static_cast<Date>(now), 86400).empty()) {
+        std::printf("filling 30 days of history in %s\n", path.c_str());
+        test::fillHistory(history, now, 30, 13);
+    }
+    return path;
+}
+
 // Runs the event loop for a while, idle as the program is between events.
 void serve(int milliseconds) {
     QEventLoop loop;
@@ -50,14 +65,7 @@ TEST(ScreenshotSectionTest, TimelineSwitchTimingsOnAMonthOfHistory) {
     const char* rounds = std::getenv("QUILLMERE_TIMELINE_ROUNDS");
     if (!rounds || !*rounds) GTEST_SKIP() << "set QUILLMERE_TIMELINE_ROUNDS";
     QtMainQueue mainQueue;
-    const std::string path = defaultHistoryPath();
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    HistoryStore history(path, &mainQueue);
-    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
-    if (history.systemMinutesSync(static_cast<Date>(now - 30 * 86400), static_cast<Date>(now), 86400).empty()) {
-        std::printf("filling 30 days of history in %s\n", path.c_str());
-        test::fillHistory(history, now, 30, 13);
-    }
+    HistoryStore history(monthOfHistory(), &mainQueue);
     MemoryDefaults defaults;
     UIState ui;
     AppContext context;
@@ -97,14 +105,8 @@ TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {
     QDir().mkpath(out);
 
     QtMainQueue mainQueue;
-    const std::string path = defaultHistoryPath();
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    HistoryStore history(path, &mainQueue);
+    HistoryStore history(monthOfHistory(), &mainQueue);
     const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
-    if (history.systemMinutesSync(static_cast<Date>(now - 30 * 86400), static_cast<Date>(now), 86400).empty()) {
-        std::printf("filling 30 days of history in %s\n", path.c_str());
-        test::fillHistory(history, now, 30, 13);
-    }
 
     MemoryDefaults defaults;
     UIState ui;

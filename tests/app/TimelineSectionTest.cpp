@@ -37,22 +37,34 @@ struct TempHistory {
 class TimelineSectionTest : public ::testing::Test {
 protected:
     void SetUp() override { Fmt::setLocaleForTesting("en_US", "UTC"); }
-    void TearDown() override { Fmt::setLocaleForTesting(nullptr); }
+    void TearDown() override {
+        timeline.reset();
+        Fmt::setLocaleForTesting(nullptr);
+    }
+
+    // A timeline page on `days` of made-up history (none: an empty one), shown once.
+    TimelinePage& openPage(int64_t days) {
+        HistoryStore& store = history.open(t.mainQueue);
+        now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
+        if (days > 0) test::fillHistory(store, now, days);
+        t.context.history = &store;
+        timeline = std::make_unique<TimelinePage>(t.context);
+        timeline->onShown = [this] { ++shown; };
+        timeline->activated();
+        EXPECT_TRUE(test::waitFor([this] { return shown == 1; }));
+        return *timeline;
+    }
+
+    test::AppTestContext t;
+    TempHistory history;
+    int64_t now = 0;
+    int shown = 0;
+    std::unique_ptr<TimelinePage> timeline;
 };
 
 TEST_F(TimelineSectionTest, RangesScrollingBackAndTheMomentQueryOnARealHistory) {
-    test::AppTestContext t;
-    TempHistory history;
-    HistoryStore& store = history.open(t.mainQueue);
-    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
-    test::fillHistory(store, now, 2);
-    t.context.history = &store;
-
-    TimelinePage page(t.context);
-    int shown = 0;
-    page.onShown = [&] { ++shown; };
-    page.activated();
-    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    TimelinePage& page = openPage(2);
+    ASSERT_EQ(shown, 1);
     EXPECT_EQ(page.view().range, HistoryTimelineView::Range::day);
     EXPECT_GE(page.view().rows.size(), 286u);
     EXPECT_LE(page.view().rows.size(), 288u);
@@ -99,18 +111,8 @@ TEST_F(TimelineSectionTest, RangesScrollingBackAndTheMomentQueryOnARealHistory) 
 }
 
 TEST_F(TimelineSectionTest, ASwitchWaitsForTheRangeAlreadyBeingReadAheadAndShowsReadRangesAtOnce) {
-    test::AppTestContext t;
-    TempHistory history;
-    HistoryStore& store = history.open(t.mainQueue);
-    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
-    test::fillHistory(store, now, 2);
-    t.context.history = &store;
-
-    TimelinePage page(t.context);
-    int shown = 0;
-    page.onShown = [&] { ++shown; };
-    page.activated();
-    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    TimelinePage& page = openPage(2);
+    ASSERT_EQ(shown, 1);
     // 24H is in; the hour is now being read ahead.
     EXPECT_EQ(page.readsStarted(), 2);
 
@@ -152,17 +154,8 @@ TEST_F(TimelineSectionTest, ASwitchWaitsForTheRangeAlreadyBeingReadAheadAndShows
 }
 
 TEST_F(TimelineSectionTest, HoveringShowsAMomentAndLeavingReturnsToThePinnedOne) {
-    test::AppTestContext t;
-    TempHistory history;
-    HistoryStore& store = history.open(t.mainQueue);
-    const auto now = static_cast<int64_t>(QDateTime::currentSecsSinceEpoch());
-    test::fillHistory(store, now, 1);
-    t.context.history = &store;
-    TimelinePage page(t.context);
-    int shown = 0;
-    page.onShown = [&] { ++shown; };
-    page.activated();
-    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    TimelinePage& page = openPage(1);
+    ASSERT_EQ(shown, 1);
     EXPECT_TRUE(visibleText(&page).contains("Hover any moment"));
 
     const auto bucketOf = [](Date date) {
@@ -194,14 +187,8 @@ TEST_F(TimelineSectionTest, HoveringShowsAMomentAndLeavingReturnsToThePinnedOne)
 }
 
 TEST_F(TimelineSectionTest, AnEmptyHistoryShowsTheRecordingHasStartedState) {
-    test::AppTestContext t;
-    TempHistory history;
-    t.context.history = &history.open(t.mainQueue);
-    TimelinePage page(t.context);
-    int shown = 0;
-    page.onShown = [&] { ++shown; };
-    page.activated();
-    ASSERT_TRUE(test::waitFor([&] { return shown == 1; }));
+    TimelinePage& page = openPage(0);
+    ASSERT_EQ(shown, 1);
     EXPECT_TRUE(page.view().loaded);
     EXPECT_TRUE(page.view().rows.empty());
     const QString text = visibleText(&page);

@@ -10,7 +10,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "app/widgets/SparklineWidget.h"
+#include "app/widgets/Sparkline.h"
 #include "app/widgets/StatusHeader.h"
 #include "app/widgets/Tones.h"
 #include "core/Monitor.h"

@@ -36,7 +36,7 @@ void TrendDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const auto& all = memory ? monitor_.appMemorySeries() : monitor_.appSeries();
     auto found = all.find(id);
     if (found == all.end()) return;
-    const QColor color = memory ? QColor(0x3b, 0x7d, 0xd8) : QColor(0x2e, 0x9d, 0x4f);
+    const QColor color = memory ? memoryColor() : cpuColor();
     // CPU is drawn against a full core at least, so an idle app's noise stays flat.
     double top = 0;
     if (!memory) {

@@ -122,7 +122,7 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     const Explanation e = explain(*group, pid, entry, own);
     setIfChanged(title_, shown(e.title));
     setIfChanged(subtitle_, shown(e.subtitle));
-    const QColor tone = toneColor(e.safetyTone);
+    const QColor tone = verdictColor(e.safetyTone);
     QString safety =
         QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>").arg(tone.name(), escaped(e.safetyTitle));
     if (e.safetyNote) safety += " \u2014 " + escaped(*e.safetyNote);

@@ -32,12 +32,6 @@ void setText(QLabel* label, const QString& text) {
 }
 }  // namespace
 
-QColor memoryPartColor(size_t index) {
-    static const QColor colors[] = {QColor(0x3b, 0x7d, 0xd8), QColor(0xd8, 0x8a, 0x0b), QColor(0x9b, 0x59, 0xb6),
-                                    QColor(0x7f, 0xb3, 0xd5), QColor(0xbd, 0xc3, 0xc7)};
-    return colors[index % std::size(colors)];
-}
-
 BreakdownBar::BreakdownBar(QWidget* parent) : QWidget(parent) { setMinimumHeight(18); }
 
 void BreakdownBar::setParts(std::vector<std::pair<double, QColor>> parts) {
@@ -162,7 +156,7 @@ void MemoryPage::showAdvisor() {
     if (card.verdict == advisor::Verdict::upgrade) tone = Insights::Tone::warn;
     advisorSymbol_->setPixmap(symbolIcon(card.symbol).pixmap(28, 28));
     QPalette pal = advisorTitle_->palette();
-    pal.setColor(QPalette::WindowText, toneColor(tone));
+    pal.setColor(QPalette::WindowText, verdictColor(tone));
     advisorTitle_->setPalette(pal);
     setText(advisorTitle_, shown(card.title));
     setText(advisorText_, shown(card.text));
@@ -197,7 +191,7 @@ void MemoryPage::refresh() {
     chart_->setFixedMaximum(m.total > 0 ? std::optional<double>(static_cast<double>(m.total)) : std::nullopt);
     chart_->setSeries(std::move(series));
 
-    const QColor color = levelColor(levelOf(m.pressureLevel));
+    const QColor color = severityColor(levelOf(m.pressureLevel));
     setText(pressure_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
                            .arg(color.name(), QString::fromStdString(sections::pressureLine(m)).toHtmlEscaped()));
     setText(pressureText_, shown(Insights::pressureExplanation(m.pressureLevel)));

@@ -74,7 +74,4 @@ private:
 
 SectionPage* makeMemoryPage(AppContext& context, QWidget* parent);
 
-// The colours of the five breakdown parts, in their order.
-QColor memoryPartColor(size_t index);
-
 }  // namespace qm::app

@@ -12,22 +12,6 @@ namespace qm::app {
 
 QString shown(const std::string& text) { return QString::fromStdString(forThisPlatform(text)); }
 
-QColor toneColor(Insights::Tone tone) {
-    switch (tone) {
-        case Insights::Tone::good: return QColor(0x2e, 0x9d, 0x4f);
-        case Insights::Tone::warn: return QColor(0xd8, 0x8a, 0x0b);
-        case Insights::Tone::bad: return QColor(0xd0, 0x3b, 0x32);
-        case Insights::Tone::secondary: return QColor(0x80, 0x80, 0x80);
-    }
-    return QColor(0x80, 0x80, 0x80);
-}
-
-QColor levelColor(int level) {
-    if (level >= 2) return toneColor(Insights::Tone::bad);
-    if (level == 1) return toneColor(Insights::Tone::warn);
-    return toneColor(Insights::Tone::good);
-}
-
 QLabel* makePageTitle(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     QFont font = label->font();

@@ -1,15 +1,14 @@
 // The few building blocks every section page shares: the page title, a card with a
-// heading, wrapped text, the colour of a verdict, and the system's wording for the
-// platform (the texts are written for a Mac; Linux shows "your computer").
+// heading, wrapped text, and the system's wording for the platform (the texts are
+// written for a Mac; Linux shows "your computer"). Colours come from the shared tones.
 #pragma once
 
-#include <QColor>
 #include <QFrame>
 #include <QIcon>
 #include <QString>
 #include <string>
 
-#include "knowledge/Insights.h"
+#include "app/widgets/Tones.h"
 
 class QLabel;
 class QVBoxLayout;
@@ -18,9 +17,6 @@ namespace qm::app {
 
 // A user-visible sentence, in this platform's wording.
 QString shown(const std::string& text);
-
-QColor toneColor(Insights::Tone tone);
-QColor levelColor(int level);  // 0 fine, 1 attention, 2 alert
 
 // The big title at the top of a page.
 QLabel* makePageTitle(const QString& text, QWidget* parent);

@@ -58,7 +58,7 @@ void SensorsPage::refresh() {
     const ThermalStats& t = monitor.snapshot().thermal;
     const auto label = Insights::thermalLabel(t);
     setText(thermal_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
-                          .arg(toneColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
+                          .arg(verdictColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
     setText(thermalText_, shown(label.detail));
 
     const auto groups = sections::sensorGroups(t);
@@ -76,7 +76,7 @@ void SensorsPage::refresh() {
                     .arg(QString::fromStdString(r.name).toHtmlEscaped(), QString::fromStdString(Fmt::temp(r.value)));
     }
     setText(groups_, html);
-    chart_->setSeries({{"Hottest CPU sensor", QColor(0xd0, 0x3b, 0x32), monitor.tempSeries()}});
+    chart_->setSeries({{"Hottest CPU sensor", severityColor(1), monitor.tempSeries()}});
 
     QStringList fans;
     for (const auto& fan : t.fans) fans << QString::fromStdString(sections::fanLine(fan));

@@ -264,9 +264,9 @@ void TimelinePage::showRows() {
     }
     std::vector<SeriesChart::Mark> marks;
     for (const TimelineEvent& event : view_.events)
-        marks.push_back({event.date, levelColor(static_cast<int>(event.severity))});
+        marks.push_back({event.date, severityColor(static_cast<int>(event.severity))});
     const std::pair<SeriesChart*, std::vector<double>*> charts[] = {{cpu_, &cpu}, {memory_, &memory}, {power_, &power}};
-    const QColor colors[] = {QColor(0x2e, 0x9d, 0x4f), QColor(0x3b, 0x7d, 0xd8), QColor(0xd8, 0x8a, 0x0b)};
+    const QColor colors[] = {cpuColor(), memoryColor(), powerColor()};
     for (size_t i = 0; i < std::size(charts); ++i) {
         SeriesChart* chart = charts[i].first;
         chart->setPositions(xs, from, shownEnd_);
@@ -287,7 +287,7 @@ void TimelinePage::showRows() {
                                       shown(event.title), shown(event.detail));
         auto* item = new QListWidgetItem(text, events_);
         item->setData(Qt::UserRole, event.date);
-        item->setForeground(levelColor(static_cast<int>(event.severity)));
+        item->setForeground(severityColor(static_cast<int>(event.severity)));
     }
     showMoment();
 }

@@ -35,11 +35,35 @@ void paintSparkline(QPainter& painter, const QRectF& rect, const std::vector<dou
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing, true);
     QColor under = color;
-    under.setAlpha(50);
+    under.setAlpha(55);
     painter.fillPath(fill, under);
-    painter.setPen(QPen(color, 1.2));
+    painter.setPen(QPen(color, 1.4));
     painter.drawPath(line);
     painter.restore();
+}
+
+Sparkline::Sparkline(QColor color, QWidget* parent) : QWidget(parent), color_(color) {
+    setMinimumSize(60, 20);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void Sparkline::setSeries(const std::vector<double>& series, double floor) {
+    if (series == series_ && floor == floor_) return;
+    series_ = series;
+    floor_ = floor > 0 ? floor : 1;
+    update();
+}
+
+void Sparkline::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const QRectF box = QRectF(rect()).adjusted(1, 1, -1, -1);
+    QColor faint = color_;
+    faint.setAlpha(28);
+    painter.fillRect(box, faint);
+    double top = floor_;
+    for (double v : series_)
+        if (std::isfinite(v)) top = std::max(top, v);
+    paintSparkline(painter, box, series_, top, color_);
 }
 
 }  // namespace qm::app

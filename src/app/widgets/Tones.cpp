@@ -1,5 +1,7 @@
 #include "app/widgets/Tones.h"
 
+#include <iterator>
+
 namespace qm::app {
 
 QColor verdictColor(Insights::Tone tone) {
@@ -23,5 +25,12 @@ QColor memoryColor() { return {0x8e, 0x4e, 0xd8}; }
 QColor powerColor() { return {0xe0, 0x8a, 0x00}; }
 QColor networkColor() { return {0x1b, 0xa5, 0x9b}; }
 QColor diskColor() { return {0xc2, 0x4f, 0x8a}; }
+
+QColor memoryPartColor(size_t index) {
+    // Apps in the memory colour, then attention for wired, and quieter shades for the rest.
+    static const QColor colors[] = {memoryColor(), verdictColor(Insights::Tone::warn), QColor(0x9b, 0x59, 0xb6),
+                                    QColor(0x7f, 0xb3, 0xd5), QColor(0xbd, 0xc3, 0xc7)};
+    return colors[index % std::size(colors)];
+}
 
 }  // namespace qm::app

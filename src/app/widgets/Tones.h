@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QColor>
+#include <cstddef>
 
 #include "knowledge/Insights.h"
 
@@ -16,5 +17,7 @@ QColor memoryColor();
 QColor powerColor();
 QColor networkColor();
 QColor diskColor();
+// The parts of memory (apps, wired, compressed, cached, free), by their index.
+QColor memoryPartColor(size_t index);
 
 }  // namespace qm::app
