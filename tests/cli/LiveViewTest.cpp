@@ -5,7 +5,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#ifdef __APPLE__
+#include <util.h>  // forkpty
+#else
 #include <pty.h>
+#endif
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
