@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -69,6 +71,53 @@ TEST(LiveProcesses, BusyChildShowsAFullCoreAndCountsAddUp) {
     EXPECT_FALSE(busy->approximate);
     EXPECT_EQ(grouped, second.processes.size());
     EXPECT_NEAR(static_cast<double>(grouped), static_cast<double>(procEntries), 5);
+}
+
+// The schedstat handles kept per process: one for a process that is listed, none once
+// it has exited (a leak would grow by one descriptor per process ever seen), and none
+// after the source goes.
+TEST(LiveProcesses, KeptHandlesFollowTheirProcesses) {
+    auto handlesTo = [](const std::vector<pid_t>& pids) {
+        size_t count = 0;
+        for (const auto& fd : listDirectory("/proc/self/fd")) {
+            auto target = readLink("/proc/self/fd/" + fd);
+            if (!target || !target->ends_with("/schedstat")) continue;
+            if (pids.empty()) ++count;
+            for (pid_t pid : pids)
+                if (*target == "/proc/" + std::to_string(pid) + "/schedstat") ++count;
+        }
+        return count;
+    };
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            ::pause();
+            ::_exit(0);
+        }
+        children.push_back(child);
+    }
+    {
+        LinuxProcessSource source("");
+        const size_t listed = source.allProcesses().size();
+        rlimit files{};
+        ::getrlimit(RLIMIT_NOFILE, &files);
+        if (files.rlim_cur != RLIM_INFINITY && listed + 64 + LinuxProcessSource::descriptorReserve > files.rlim_cur) {
+            for (pid_t child : children) ::kill(child, SIGKILL);
+            for (pid_t child : children) ::waitpid(child, nullptr, 0);
+            GTEST_SKIP() << "too few descriptors allowed to keep a handle per process here";
+        }
+        source.allProcesses();
+        EXPECT_EQ(handlesTo(children), children.size()) << "idle children are reread through their handles";
+        for (pid_t child : children) ::kill(child, SIGKILL);
+        for (pid_t child : children) ::waitpid(child, nullptr, 0);
+        auto after = source.allProcesses();
+        EXPECT_EQ(handlesTo(children), 0u);
+        for (const auto& info : after)
+            EXPECT_EQ(std::count(children.begin(), children.end(), info.pid), 0) << "exited, not listed";
+    }
+    EXPECT_EQ(handlesTo({}), 0u) << "the source closes every handle";
 }
 
 }  // namespace

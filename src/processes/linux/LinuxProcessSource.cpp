@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -57,9 +58,17 @@ LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)
         }
     }
     procFd_ = ::open((root_ + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    // Room for one schedstat handle per process, leaving the rest of the process's
+    // descriptors to everyone else; processes beyond it open the file each tick.
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        const rlim_t soft = files.rlim_cur == RLIM_INFINITY ? maxKeptHandles + descriptorReserve : files.rlim_cur;
+        schedstatBudget_ = soft > descriptorReserve ? std::min<size_t>(soft - descriptorReserve, maxKeptHandles) : 0;
+    }
 }
 
 LinuxProcessSource::~LinuxProcessSource() {
+    for (auto& entry : processes_) closeSchedstat(entry.second);
     if (procFd_ >= 0) ::close(procFd_);
 }
 
@@ -76,6 +85,42 @@ long LinuxProcessSource::readProcFile(const char* pidName, const char* file) {
     return n;
 }
 
+long LinuxProcessSource::readSchedstat(const char* pidName, Process& process) {
+    if (process.schedFd >= 0) {
+        // The handle names one process for good: once it is gone its file reads
+        // nothing, whoever has the pid now, and the pid is looked up afresh below.
+        ssize_t n = ::pread(process.schedFd, buffer_, sizeof buffer_ - 1, 0);
+        if (n > 0) {
+            buffer_[n] = '\0';
+            return n;
+        }
+        closeSchedstat(process);
+    }
+    char path[48];
+    std::snprintf(path, sizeof path, "%.32s/schedstat", pidName);
+    int fd = ::openat(procFd_, path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return -1;
+    ssize_t n;
+    do {
+        n = ::read(fd, buffer_, sizeof buffer_ - 1);
+    } while (n < 0 && errno == EINTR);
+    if (n > 0 && openSchedstats_ < schedstatBudget_) {
+        process.schedFd = fd;
+        ++openSchedstats_;
+    } else {
+        ::close(fd);
+    }
+    if (n >= 0) buffer_[n] = '\0';
+    return n;
+}
+
+void LinuxProcessSource::closeSchedstat(Process& process) {
+    if (process.schedFd < 0) return;
+    ::close(process.schedFd);
+    process.schedFd = -1;
+    --openSchedstats_;
+}
+
 // The stat line: CPU time of all threads, resident size, thread count; and, for a
 // process not seen before (or a pid that now belongs to another one), what stays the
 // same for its lifetime.
@@ -85,7 +130,9 @@ bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& i
     if (!st) return false;
     isNew = isNew || process.startTicks != st->startTime;
     if (isNew) {
+        const int schedFd = process.schedFd;  // it reads this very process: keep it
         process = Process{};
+        process.schedFd = schedFd;
         process.startTicks = st->startTime;
         process.startTime =
             bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
@@ -138,7 +185,7 @@ std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
         uint64_t switches = 0;
         if (!isNew && process.threads == 1) {
             // One thread: the scheduler's own figures say whether it ran at all.
-            long n = readProcFile(name, "schedstat");
+            long n = readSchedstat(name, process);
             auto sched = n > 0 ? parseSchedstat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
             if (sched) {
                 ran = sched->runtime != process.runtime;
@@ -149,11 +196,12 @@ std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
         }
         // A process that exits between the listing and here is simply not listed.
         if (ran && !readStat(name, process, isNew)) {
+            closeSchedstat(process);
             processes_.erase(slot);
             continue;
         }
         if (isNew && process.threads == 1) {
-            long n = readProcFile(name, "schedstat");
+            long n = readSchedstat(name, process);
             auto sched = n > 0 ? parseSchedstat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
             if (sched) {
                 process.runtime = sched->runtime;
@@ -186,7 +234,14 @@ std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
     countThreadSwitches(ranWithThreads, list.size());
     // Processes that were not listed have exited.
     if (processes_.size() > list.size())
-        std::erase_if(processes_, [&](const auto& p) { return p.second.seen != tick_; });
+        for (auto it = processes_.begin(); it != processes_.end();) {
+            if (it->second.seen == tick_) {
+                ++it;
+                continue;
+            }
+            closeSchedstat(it->second);
+            it = processes_.erase(it);
+        }
     return list;
 }
 

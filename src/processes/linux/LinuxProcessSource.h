@@ -19,8 +19,11 @@ namespace qm {
 //     and the real uid from status (the owner of /proc/<pid> is root for processes
 //     that turn off core dumps, whoever runs them);
 //   - every tick, for a process with one thread: schedstat, the scheduler's run time
-//     and switch count, the cheapest file there is. If the process did not run, its
-//     CPU time, resident size and counters cannot have grown, and nothing else is read;
+//     and switch count, the cheapest file there is, reread from offset 0 through a
+//     handle kept open for the process's lifetime (opening is most of the cost of a
+//     /proc file; the handle of a process that exited reads nothing, so a reused pid
+//     is opened afresh). If the process did not run, its CPU time, resident size and
+//     counters cannot have grown, and nothing else is read;
 //   - every tick, for a process with several threads, and for one that ran: stat
 //     (CPU time of all threads, resident size, thread count);
 //   - io, only for the user's own processes (every process as root) and only when
@@ -32,6 +35,10 @@ public:
     // The share of a tick that counting the wake-ups of multi-threaded processes may
     // take, in nanoseconds of CPU per listed process (see wakeupBudgetSpent()).
     static constexpr double wakeupBudgetPerProcess = 2000;
+    // Descriptors left to the rest of the program when schedstat handles are kept.
+    static constexpr size_t descriptorReserve = 512;
+    // At most this many handles: the kernel keeps a 4 KiB buffer behind each.
+    static constexpr size_t maxKeptHandles = 2048;
 
     explicit LinuxProcessSource(std::string root);
     ~LinuxProcessSource() override;
@@ -73,7 +80,12 @@ private:
         uint64_t seen = 0;                  // the tick that last listed it
         uint64_t previousCpuTicks = 0;
         uint64_t ranTicks = 0;  // CPU ticks used since the last listing
+        int schedFd = -1;       // /proc/<pid>/schedstat kept open, or -1
     };
+
+    // schedstat into buffer_, reread through the kept handle; the length, or -1.
+    long readSchedstat(const char* pidName, Process& process);
+    void closeSchedstat(Process& process);
 
     // Reads a file below /proc/<pid> into buffer_ in one read; the length, or -1.
     long readProcFile(const char* pidName, const char* file);
@@ -89,6 +101,8 @@ private:
     uint64_t pageSize_;
     uint64_t tick_ = 0;
     size_t wakeupsSkipped_ = 0;
+    size_t openSchedstats_ = 0;
+    size_t schedstatBudget_ = 0;
     std::unordered_map<int32_t, Process> processes_;
     char buffer_[4096];
 };
