@@ -44,5 +44,27 @@ TEST(GPU, DrmBusyPercentOfCardsOnly) {
     EXPECT_FALSE(source.read());
 }
 
+// A machine whose GPU publishes nothing is looked at again once a minute, not every
+// tick; a card that goes away is noticed at once, one that comes within the minute.
+TEST(GPU, MissingCardsAreLookedForOnceAMinute) {
+    SensorTestTree tree("intel-laptop");
+    double now = 1000;
+    DrmGPUSource source(tree.root(), [&] { return now; });
+    EXPECT_FALSE(source.read());
+    tree.write("sys/class/drm/card3/device/gpu_busy_percent", "41");  // an external GPU arrives
+    now += 30;
+    EXPECT_FALSE(source.read()) << "not looked for again within the minute";
+    now += 30;
+    EXPECT_EQ(source.read(), 41);
+    tree.write("sys/class/drm/card3/device/gpu_busy_percent", "57");
+    now += 1;
+    EXPECT_EQ(source.read(), 57) << "a known card is read every time";
+    tree.remove("sys/class/drm/card3");
+    EXPECT_FALSE(source.read()) << "a card that went away is not counted";
+    now -= 500;  // a clock that went back rescans rather than waiting
+    tree.write("sys/class/drm/card4/device/gpu_busy_percent", "12");
+    EXPECT_EQ(source.read(), 12);
+}
+
 }  // namespace
 }  // namespace qm
