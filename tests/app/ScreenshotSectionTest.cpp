@@ -60,7 +60,9 @@ void serve(int milliseconds) {
 
 // The timeline's timings on a month of made-up history, in rounds: each round a new
 // timeline page as the window makes it, switched to, then to each range in turn, then
-// each range once more. Run by hand with QUILLMERE_TIMELINE_ROUNDS=5.
+// each range once more; once with each click as soon as the last range is painted, and
+// once at a quick user's pace (a quarter second between clicks). Run by hand with
+// QUILLMERE_TIMELINE_ROUNDS=5.
 TEST(ScreenshotSectionTest, TimelineSwitchTimingsOnAMonthOfHistory) {
     const char* rounds = std::getenv("QUILLMERE_TIMELINE_ROUNDS");
     if (!rounds || !*rounds) GTEST_SKIP() << "set QUILLMERE_TIMELINE_ROUNDS";
@@ -72,31 +74,34 @@ TEST(ScreenshotSectionTest, TimelineSwitchTimingsOnAMonthOfHistory) {
     context.history = &history;
     context.defaults = &defaults;
     context.ui = &ui;
-    for (int round = 1; round <= std::max(1, std::atoi(rounds)); ++round) {
-        TimelinePage page(context);
-        page.resize(1280, 820);
-        page.show();
-        serve(200);
-        bool shown = false;
-        page.onShown = [&] { shown = true; };
-        QElapsedTimer timer;
-        // Each figure is from the click to the range painted.
-        const auto time = [&](const std::function<void()>& ask) {
-            shown = false;
-            timer.restart();
-            ask();
-            EXPECT_TRUE(test::waitFor([&] { return shown; }));
-            page.repaint();
-            return static_cast<long long>(timer.elapsed());
-        };
-        std::printf("round %d: open (24H) %lld ms", round, time([&] { page.activated(); }));
-        for (int pass = 0; pass < 2; ++pass)
-            for (auto range : HistoryTimelineView::allRanges)
-                std::printf(", %s%s %lld ms", pass ? "again " : "", HistoryTimelineView::title(range).c_str(),
-                            time([&] { page.showRange(range); }));
-        std::printf("\n");
-        serve(1500);  // the read-ahead settles before the next page
-    }
+    for (int pause : {0, 250})
+        for (int round = 1; round <= std::max(1, std::atoi(rounds)); ++round) {
+            TimelinePage page(context);
+            page.resize(1280, 820);
+            page.show();
+            serve(200);
+            bool shown = false;
+            page.onShown = [&] { shown = true; };
+            QElapsedTimer timer;
+            // Each figure is from the click to the range painted.
+            const auto time = [&](const std::function<void()>& ask) {
+                if (pause > 0) serve(pause);
+                shown = false;
+                timer.restart();
+                ask();
+                EXPECT_TRUE(test::waitFor([&] { return shown; }));
+                page.repaint();
+                return static_cast<long long>(timer.elapsed());
+            };
+            std::printf("%s, round %d: open (24H) %lld ms", pause > 0 ? "paced" : "back-to-back", round,
+                        time([&] { page.activated(); }));
+            for (int pass = 0; pass < 2; ++pass)
+                for (auto range : HistoryTimelineView::allRanges)
+                    std::printf(", %s%s %lld ms", pass ? "again " : "", HistoryTimelineView::title(range).c_str(),
+                                time([&] { page.showRange(range); }));
+            std::printf("\n");
+            serve(1500);  // the read-ahead settles before the next page
+        }
 }
 
 TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {

@@ -27,8 +27,9 @@ QColor networkColor() { return {0x1b, 0xa5, 0x9b}; }
 QColor diskColor() { return {0xc2, 0x4f, 0x8a}; }
 
 QColor memoryPartColor(size_t index) {
-    // Apps in the memory colour, then attention for wired, and quieter shades for the rest.
-    static const QColor colors[] = {memoryColor(), verdictColor(Insights::Tone::warn), QColor(0x9b, 0x59, 0xb6),
+    // Apps in the memory colour, attention for wired, teal for compressed, and quiet
+    // shades for what can be given back.
+    static const QColor colors[] = {memoryColor(), verdictColor(Insights::Tone::warn), QColor(0x26, 0xa6, 0x9a),
                                     QColor(0x7f, 0xb3, 0xd5), QColor(0xbd, 0xc3, 0xc7)};
     return colors[index % std::size(colors)];
 }
