@@ -112,8 +112,10 @@ TEST(PowerLinux, PlatformZoneIsUsedAloneAndTheZonesAreListedOnceAMinute) {
     // A psys zone whose counter file is missing altogether is passed over too.
     tree.remove("sys/class/powercap/intel-rapl:1/energy_uj");
     EXPECT_EQ(planRapl(tree.root()).zones, std::vector<std::string>{"intel-rapl:0"});
+    EXPECT_TRUE(planRapl(tree.root()).hiddenZones) << "a zone is there, its counter is not: the helper may read it";
     tree.remove("sys/class/powercap");
     EXPECT_TRUE(planRapl(tree.root()).zones.empty());
+    EXPECT_FALSE(planRapl(tree.root()).hiddenZones) << "no RAPL at all: nobody is asked until the next listing";
 }
 
 TEST(PowerLinux, UnreadableRaplFallsBackAndBatteriesComeAndGo) {

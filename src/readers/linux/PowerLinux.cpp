@@ -72,10 +72,13 @@ RaplPlan planRapl(const std::string& root) {
     RaplPlan plan;
     for (const auto& name : names) {
         if (name.rfind("intel-rapl:", 0) != 0 || std::count(name.begin(), name.end(), ':') != 1) continue;
-        if (!readUInt(base + "/" + name + "/energy_uj")) continue;  // root-only on most kernels
+        if (!readUInt(base + "/" + name + "/energy_uj")) {
+            plan.hiddenZones = true;  // root-only on most kernels: the helper may read it
+            continue;
+        }
         auto label = readLine(base + "/" + name + "/name");
         std::string zone = label ? std::string(trim(*label)) : std::string();
-        if (zone == "psys") return RaplPlan{{name}, PowerScope::machine};
+        if (zone == "psys") return RaplPlan{{name}, PowerScope::machine, plan.hiddenZones};
         // Some firmware adds top-level zones for memory; only packages are summed.
         if (zone.empty() || zone.rfind("package", 0) == 0) plan.zones.push_back(name);
     }
@@ -126,8 +129,9 @@ std::optional<PowerReading> LinuxPowerSource::read() {
     std::vector<RaplZone> counters;
     PowerScope scope = zones.scope;
     if (!zones.zones.empty()) counters = readRaplZones(root_, zones);
-    if (counters.empty() && root_.empty()) {
-        // The kernel keeps the counters from us: the helper reads the same zones.
+    if (counters.empty() && root_.empty() && zones.hiddenZones) {
+        // The kernel keeps the counters from us: the helper reads the same zones. A
+        // machine without RAPL zones asks nobody until the zones are listed again.
         counters = readRaplZonesWithHelper(root_);
         scope = raplScope(root_, counters);
     }

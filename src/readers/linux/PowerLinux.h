@@ -26,6 +26,7 @@ std::vector<SupplyProperties> readPowerSupplies(const std::string& root);
 struct RaplPlan {
     std::vector<std::string> zones;  // directory names below /sys/class/powercap
     PowerScope scope = PowerScope::package;
+    bool hiddenZones = false;  // top-level zones whose counters this user cannot read
 };
 RaplPlan planRapl(const std::string& root);
 
