@@ -17,11 +17,6 @@
 namespace qm::app {
 
 namespace {
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text) label->setText(text);
-    label->setVisible(!text.isEmpty());
-}
-
 QString line(const std::string& name, const std::string& value, const std::string& extra = {}) {
     QString html =
         QString("%1 <b>%2</b>")
@@ -108,8 +103,8 @@ void EnergyPage::refresh() {
     const Monitor& monitor = *context().monitor;
     const Snapshot& s = monitor.snapshot();
     const auto power = energy::machinePower(s);
-    setText(watts_, QString::fromStdString(Fmt::watts(power)));
-    setText(sentence_, shown(energy::powerSentence(s.battery, power.value_or(0))));
+    showTextIfAny(watts_, QString::fromStdString(Fmt::watts(power)));
+    showTextIfAny(sentence_, shown(energy::powerSentence(s.battery, power.value_or(0))));
 
     // Power now, per app.
     QString users;
@@ -121,8 +116,8 @@ void EnergyPage::refresh() {
         estimated = estimated || guess;
         users += line(user.name, (guess ? "\u2248 " : "") + Fmt::watts(user.watts));
     }
-    setText(powerNow_, users.isEmpty() ? shown(energy::powerNowEmpty).toHtmlEscaped() : users);
-    setText(estimateNote_, estimated ? shown(sections::sectionText::estimatedPower) : QString());
+    showTextIfAny(powerNow_, users.isEmpty() ? shown(energy::powerNowEmpty).toHtmlEscaped() : users);
+    showTextIfAny(estimateNote_, estimated ? shown(sections::sectionText::estimatedPower) : QString());
 
     // Battery.
     const BatteryStats& b = s.battery;
@@ -140,7 +135,7 @@ void EnergyPage::refresh() {
     } else {
         battery = shown(sections::sectionText::noBattery).toHtmlEscaped();
     }
-    setText(batteryText_, battery);
+    showTextIfAny(batteryText_, battery);
 
     // Per-app energy is an estimate where the system cannot measure it per process.
     const std::string mark = sections::perAppEnergyEstimated() ? "\u2248 " : "";
@@ -149,24 +144,24 @@ void EnergyPage::refresh() {
     const auto start = monitor.batterySessionStart();
     drain_->setVisible(b.present);
     if (b.present && start) {
-        setText(drainSubtitle_, shown(energy::sinceUnpluggedSubtitle(*start)));
+        showTextIfAny(drainSubtitle_, shown(energy::sinceUnpluggedSubtitle(*start)));
         const auto shares = energy::drainShares(monitor.batterySessionEnergy());
         QString drain;
         for (const auto& share : shares)
             drain += line(share.name, mark + Fmt::energy(share.joules), energy::shareSentence(share.share));
-        setText(drainText_, drain.isEmpty() ? shown(energy::drainMeasuring).toHtmlEscaped() : drain);
+        showTextIfAny(drainText_, drain.isEmpty() ? shown(energy::drainMeasuring).toHtmlEscaped() : drain);
     } else {
-        setText(drainSubtitle_, {});
-        setText(drainText_,
-                shown(b.present ? sections::sectionText::onAdapterNoSession : sections::sectionText::noBattery)
-                    .toHtmlEscaped());
+        showTextIfAny(drainSubtitle_, {});
+        showTextIfAny(drainText_,
+                      shown(b.present ? sections::sectionText::onAdapterNoSession : sections::sectionText::noBattery)
+                          .toHtmlEscaped());
     }
 
     // Today.
     QString today;
     for (const AppTotal& total : today_)
         today += line(total.name, mark + Fmt::energy(total.energy), energy::cpuTimeText(total));
-    setText(todayText_, today.isEmpty() ? shown(energy::todayEmpty).toHtmlEscaped() : today);
+    showTextIfAny(todayText_, today.isEmpty() ? shown(energy::todayEmpty).toHtmlEscaped() : today);
 }
 
 SectionPage* makeEnergyPage(AppContext& context, QWidget* parent) { return new EnergyPage(context, parent); }

@@ -30,11 +30,6 @@ QString bullets(const char* heading, const std::vector<std::string>& items) {
 // to lay out each tick; its busiest processes are listed, the rest are in the tree.
 constexpr size_t listedProcesses = 12;
 
-void setIfChanged(QLabel* label, const QString& text) {
-    if (label->text() != text) label->setText(text);
-    label->setVisible(!text.isEmpty());
-}
-
 }  // namespace
 
 ExplainPanel::ExplainPanel(QWidget* parent) : QWidget(parent), quitter_(ProcessQuit::system()) {
@@ -100,14 +95,14 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     group_ = group;
     pid_ = pid;
     if (!group) {
-        setIfChanged(title_, {});
-        setIfChanged(subtitle_, {});
-        setIfChanged(badge_, {});
-        setIfChanged(safety_, {});
-        setIfChanged(body_, shown(explainText::nothingSelected).toHtmlEscaped());
-        setIfChanged(link_, {});
-        setIfChanged(processes_, {});
-        setIfChanged(refusal_, {});
+        showTextIfAny(title_, {});
+        showTextIfAny(subtitle_, {});
+        showTextIfAny(badge_, {});
+        showTextIfAny(safety_, {});
+        showTextIfAny(body_, shown(explainText::nothingSelected).toHtmlEscaped());
+        showTextIfAny(link_, {});
+        showTextIfAny(processes_, {});
+        showTextIfAny(refusal_, {});
         quitButton_->hide();
         forceButton_->hide();
         badgePath_.clear();
@@ -120,14 +115,14 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
         for (const ProcessSample& p : group->processes)
             if (p.pid == *pid) own = library_->lookup(p.name, group->kind != ProcessKind::app);
     const Explanation e = explain(*group, pid, entry, own);
-    setIfChanged(title_, shown(e.title));
-    setIfChanged(subtitle_, shown(e.subtitle));
+    showTextIfAny(title_, shown(e.title));
+    showTextIfAny(subtitle_, shown(e.subtitle));
     const QColor tone = verdictColor(e.safetyTone);
     QString safety =
         QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>").arg(tone.name(), escaped(e.safetyTitle));
     if (e.safetyNote) safety += " \u2014 " + escaped(*e.safetyNote);
     safety_->setTextFormat(Qt::RichText);
-    setIfChanged(safety_, safety);
+    showTextIfAny(safety_, safety);
 
     QString body = "<p>" + escaped(e.oneLiner) + "</p>";
     if (e.summary)
@@ -135,11 +130,11 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     body += bullets(explainText::whyBusy, e.whyHigh);
     body += bullets(explainText::whatToDo, e.whatToDo);
     if (e.typical) body += "<p><i>" + escaped(*e.typical) + "</i></p>";
-    setIfChanged(body_, body);
-    setIfChanged(link_, e.webURL ? QString("<a href=\"%1\">%2</a>")
-                                       .arg(QString::fromStdString(*e.webURL).toHtmlEscaped(),
-                                            QString::fromUtf8(explainText::learnMore))
-                                 : QString());
+    showTextIfAny(body_, body);
+    showTextIfAny(link_, e.webURL ? QString("<a href=\"%1\">%2</a>")
+                                        .arg(QString::fromStdString(*e.webURL).toHtmlEscaped(),
+                                             QString::fromUtf8(explainText::learnMore))
+                                  : QString());
 
     QString list = QString("<p><b>%1</b></p>").arg(QString::fromUtf8(explainText::processes));
     for (size_t i = 0; i < e.processes.size() && i < listedProcesses; ++i) {
@@ -155,11 +150,11 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     if (e.processes.size() > listedProcesses)
         list += QString("<p style=\"margin:4px 0 0 0\"><i>and %1 more, listed under the row</i></p>")
                     .arg(e.processes.size() - listedProcesses);
-    setIfChanged(processes_, list);
+    showTextIfAny(processes_, list);
 
     const auto targets = ProcessQuit::targets(*group, pid);
     const auto refusal = quitter_.refusal(*group, targets);
-    setIfChanged(refusal_, refusal ? shown(*refusal) : QString());
+    showTextIfAny(refusal_, refusal ? shown(*refusal) : QString());
     quitButton_->show();
     forceButton_->show();
     quitButton_->setEnabled(!refusal);
@@ -177,7 +172,7 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
 void ExplainPanel::setBadge(const std::string& path) {
     if (path == badgePath_) return;
     badgePath_ = path;
-    setIfChanged(badge_, {});
+    showTextIfAny(badge_, {});
     if (path.empty()) return;
     QPointer<ExplainPanel> self(this);
     // The answer may come from the signature queue: hop to this panel's thread.
@@ -188,8 +183,8 @@ void ExplainPanel::setBadge(const std::string& path) {
             app,
             [self, path, info] {
             if (!self || self->badgePath_ != path) return;
-            setIfChanged(self->badge_,
-                         QString("<b>%1</b> \u2014 %2").arg(escaped(info.title()), escaped(info.explanation())));
+            showTextIfAny(self->badge_,
+                          QString("<b>%1</b> \u2014 %2").arg(escaped(info.title()), escaped(info.explanation())));
             },
             Qt::QueuedConnection);
     });
@@ -209,7 +204,7 @@ QString ExplainPanel::commandLine(int32_t pid) {
 void ExplainPanel::quit() {
     if (!group_) return;
     const auto report = quitter_.quit(*group_, ProcessQuit::targets(*group_, pid_));
-    setIfChanged(status_, shown(report.text));
+    showTextIfAny(status_, shown(report.text));
 }
 
 void ExplainPanel::forceQuit() {
@@ -230,11 +225,11 @@ void ExplainPanel::forceQuit() {
             for (const ProcessSample& p : now->processes)
                 if (p.pid == before.pid && p.name == before.name) still.push_back(p);
     if (still.empty()) {
-        setIfChanged(status_, shown(quitText::vanished));
+        showTextIfAny(status_, shown(quitText::vanished));
         return;
     }
     const auto report = quitter_.forceQuit(*now, still);
-    setIfChanged(status_, shown(report.text));
+    showTextIfAny(status_, shown(report.text));
 }
 
 QString ExplainPanel::titleText() const { return title_->text(); }

@@ -27,9 +27,6 @@ int levelOf(PressureLevel level) {
     return 0;
 }
 
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text) label->setText(text);
-}
 }  // namespace
 
 BreakdownBar::BreakdownBar(QWidget* parent) : QWidget(parent) { setMinimumHeight(18); }
@@ -158,13 +155,13 @@ void MemoryPage::showAdvisor() {
     QPalette pal = advisorTitle_->palette();
     pal.setColor(QPalette::WindowText, verdictColor(tone));
     advisorTitle_->setPalette(pal);
-    setText(advisorTitle_, shown(card.title));
-    setText(advisorText_, shown(card.text));
+    setTextIfChanged(advisorTitle_, shown(card.title));
+    setTextIfChanged(advisorText_, shown(card.text));
     QString tiles;
     for (const auto& tile : card.tiles)
         tiles += QString("<td style=\"padding-right:24px\"><span style=\"color:gray\">%1</span><br><b>%2</b></td>")
                      .arg(shown(tile.title).toHtmlEscaped(), shown(tile.value).toHtmlEscaped());
-    setText(tiles_, tiles.isEmpty() ? QString() : "<table><tr>" + tiles + "</tr></table>");
+    setTextIfChanged(tiles_, tiles.isEmpty() ? QString() : "<table><tr>" + tiles + "</tr></table>");
     tiles_->setVisible(!card.tiles.empty());
     caption_->setVisible(!card.tiles.empty());
 }
@@ -172,7 +169,7 @@ void MemoryPage::showAdvisor() {
 void MemoryPage::refresh() {
     const Snapshot& snapshot = context().monitor->snapshot();
     const MemoryStats& m = snapshot.memory;
-    setText(used_, QString::fromStdString(sections::memoryUsedLine(m)));
+    setTextIfChanged(used_, QString::fromStdString(sections::memoryUsedLine(m)));
     const auto parts = sections::memoryParts(m);
     std::vector<std::pair<double, QColor>> shares;
     QString legend;
@@ -187,22 +184,23 @@ void MemoryPage::refresh() {
                           i < recorded.size() ? recorded[i] : std::vector<double>{}});
     }
     bar_->setParts(std::move(shares));
-    setText(legend_, legend);
+    setTextIfChanged(legend_, legend);
     chart_->setFixedMaximum(m.total > 0 ? std::optional<double>(static_cast<double>(m.total)) : std::nullopt);
     chart_->setSeries(std::move(series));
 
     const QColor color = severityColor(levelOf(m.pressureLevel));
-    setText(pressure_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
-                           .arg(color.name(), QString::fromStdString(sections::pressureLine(m)).toHtmlEscaped()));
-    setText(pressureText_, shown(Insights::pressureExplanation(m.pressureLevel)));
-    setText(swap_, QString::fromStdString(sections::swapLine(m)));
+    setTextIfChanged(pressure_,
+                     QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
+                         .arg(color.name(), QString::fromStdString(sections::pressureLine(m)).toHtmlEscaped()));
+    setTextIfChanged(pressureText_, shown(Insights::pressureExplanation(m.pressureLevel)));
+    setTextIfChanged(swap_, QString::fromStdString(sections::swapLine(m)));
 
     QString top;
     for (const AppGroup* group : sections::topByMemory(snapshot, 5))
         top += QString("%1 <b>%2</b><br>")
                    .arg(QString::fromStdString(group->name).toHtmlEscaped(),
                         QString::fromStdString(Fmt::bytes(static_cast<double>(group->memory))));
-    setText(top_, top);
+    setTextIfChanged(top_, top);
     showAdvisor();
 }
 

@@ -12,9 +12,6 @@
 namespace qm::app {
 
 namespace {
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text) label->setText(text);
-}
 
 QString rateText(double v) { return QString::fromStdString(Fmt::rate(v)); }
 
@@ -26,7 +23,6 @@ QString legend(const QColor& a, const char* aName, double aValue, const QColor& 
              rateText(bValue));
 }
 
-const QColor inColor(0x3b, 0x7d, 0xd8), outColor(0xd8, 0x8a, 0x0b);
 }  // namespace
 
 NetworkPage::NetworkPage(AppContext& context, QWidget* parent) : SectionPage(Section::network, context, parent) {
@@ -69,12 +65,16 @@ void NetworkPage::refresh() {
     using namespace sections::sectionText;
     const Monitor& monitor = *context().monitor;
     const Snapshot& s = monitor.snapshot();
-    setText(netNow_, legend(inColor, download, s.network.rxRate, outColor, upload, s.network.txRate));
-    net_->setSeries({{download, inColor, monitor.rxSeries()}, {upload, outColor, monitor.txSeries()}});
-    setText(totals_, QString::fromStdString(sections::networkTotalsLine(s.network, s.uptime)));
-    setText(diskNow_, legend(inColor, diskRead, s.disk.readRate, outColor, diskWrite, s.disk.writeRate));
-    disk_->setSeries({{diskRead, inColor, monitor.diskReadSeries()}, {diskWrite, outColor, monitor.diskWriteSeries()}});
-    setText(space_, QString("%1: %2").arg(startupDisk, QString::fromStdString(sections::diskSpaceLine(s.disk))));
+    // The overview's colours: received and read plain, sent and written darker.
+    const QColor in = networkColor(), out = networkColor().darker(140);
+    setTextIfChanged(netNow_, legend(in, download, s.network.rxRate, out, upload, s.network.txRate));
+    net_->setSeries({{download, in, monitor.rxSeries()}, {upload, out, monitor.txSeries()}});
+    setTextIfChanged(totals_, QString::fromStdString(sections::networkTotalsLine(s.network, s.uptime)));
+    const QColor read = diskColor(), written = diskColor().darker(140);
+    setTextIfChanged(diskNow_, legend(read, diskRead, s.disk.readRate, written, diskWrite, s.disk.writeRate));
+    disk_->setSeries({{diskRead, read, monitor.diskReadSeries()}, {diskWrite, written, monitor.diskWriteSeries()}});
+    setTextIfChanged(space_,
+                     QString("%1: %2").arg(startupDisk, QString::fromStdString(sections::diskSpaceLine(s.disk))));
 }
 
 SectionPage* makeNetworkPage(AppContext& context, QWidget* parent) { return new NetworkPage(context, parent); }

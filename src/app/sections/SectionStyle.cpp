@@ -12,6 +12,15 @@ namespace qm::app {
 
 QString shown(const std::string& text) { return QString::fromStdString(forThisPlatform(text)); }
 
+void setTextIfChanged(QLabel* label, const QString& text) {
+    if (label->text() != text) label->setText(text);
+}
+
+void showTextIfAny(QLabel* label, const QString& text) {
+    setTextIfChanged(label, text);
+    label->setVisible(!text.isEmpty());
+}
+
 QLabel* makePageTitle(const QString& text, QWidget* parent) {
     auto* label = new QLabel(text, parent);
     QFont font = label->font();

@@ -18,6 +18,12 @@ namespace qm::app {
 // A user-visible sentence, in this platform's wording.
 QString shown(const std::string& text);
 
+// Sets a label's text only when it differs: pages refresh every tick, and setting the
+// same text again lays the label out again.
+void setTextIfChanged(QLabel* label, const QString& text);
+// The same, and the label shows only while it has something to say.
+void showTextIfAny(QLabel* label, const QString& text);
+
 // The big title at the top of a page.
 QLabel* makePageTitle(const QString& text, QWidget* parent);
 // A page whose content scrolls under its title: the page's own layout holds only the

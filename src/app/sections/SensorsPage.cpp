@@ -11,12 +11,6 @@
 
 namespace qm::app {
 
-namespace {
-void setText(QLabel* label, const QString& text) {
-    if (label->text() != text) label->setText(text);
-}
-}  // namespace
-
 SensorsPage::SensorsPage(AppContext& context, QWidget* parent) : SectionPage(Section::sensors, context, parent) {
     using namespace sections::sectionText;
     const ScrollingPage page = makeScrollingPage(this, sensorsTitle);
@@ -57,9 +51,10 @@ void SensorsPage::refresh() {
     const Monitor& monitor = *context().monitor;
     const ThermalStats& t = monitor.snapshot().thermal;
     const auto label = Insights::thermalLabel(t);
-    setText(thermal_, QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
-                          .arg(verdictColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
-    setText(thermalText_, shown(label.detail));
+    setTextIfChanged(thermal_,
+                     QString("<span style=\"color:%1\">\u25cf</span> <b>%2</b>")
+                         .arg(verdictColor(label.tone).name(), QString::fromStdString(label.label).toHtmlEscaped()));
+    setTextIfChanged(thermalText_, shown(label.detail));
 
     const auto groups = sections::sensorGroups(t);
     none_->setVisible(groups.empty());
@@ -75,12 +70,12 @@ void SensorsPage::refresh() {
                 QString("<span style=\"margin-left:12px\">%1</span> %2<br>")
                     .arg(QString::fromStdString(r.name).toHtmlEscaped(), QString::fromStdString(Fmt::temp(r.value)));
     }
-    setText(groups_, html);
+    setTextIfChanged(groups_, html);
     chart_->setSeries({{"Hottest CPU sensor", severityColor(1), monitor.tempSeries()}});
 
     QStringList fans;
     for (const auto& fan : t.fans) fans << QString::fromStdString(sections::fanLine(fan));
-    setText(fans_, fans.isEmpty() ? QString::fromUtf8(sections::sectionText::noFans) : fans.join('\n'));
+    setTextIfChanged(fans_, fans.isEmpty() ? QString::fromUtf8(sections::sectionText::noFans) : fans.join('\n'));
 }
 
 SectionPage* makeSensorsPage(AppContext& context, QWidget* parent) { return new SensorsPage(context, parent); }
