@@ -1,6 +1,7 @@
 #include "app/MainWindow.h"
 
 #include <QAction>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QListWidget>
 #include <QStackedWidget>
@@ -94,7 +95,20 @@ void MainWindow::syncPalette() {
 }
 
 void MainWindow::refreshCurrent() {
-    if (current_ && isVisible()) current_->refresh();
+    if (current_ && isVisible() && !isMinimized()) current_->refresh();
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange || !isVisible()) return;
+    // A minimised window shows nothing: the sampler relaxes to its background pace and
+    // the pages wait; restored, both pick up at once.
+    if (isMinimized()) {
+        context_.monitor->removeDemand(demandId);
+    } else {
+        context_.monitor->insertDemand(demandId);
+        refreshCurrent();
+    }
 }
 
 void MainWindow::showEvent(QShowEvent* event) {

@@ -279,25 +279,6 @@ TEST_F(AppsSectionTest, ARefreshWithTheSameRowsTellsOnlyTheChangedCells) {
     EXPECT_TRUE(page.tree()->isExpanded(model.indexOf("app:/usr/share/applications/thunderbird.desktop")));
 }
 
-TEST_F(AppsSectionTest, AMinimisedWindowSkipsRefreshesAndCatchesUpWhenRestored) {
-    test::AppTestContext t;
-    std::vector<AppGroup> groups = madeUp();
-    t.monitor->apply(snapshot(groups));
-    AppsPage page(t.context);
-    page.show();
-    page.refresh();
-    const QString before = page.countLine()->text();
-    page.setWindowState(Qt::WindowMinimized);
-    groups.pop_back();
-    t.monitor->apply(snapshot(groups));
-    page.refresh();
-    EXPECT_EQ(page.countLine()->text(), before);
-    EXPECT_EQ(page.model()->rowCount(), 4);
-    page.setWindowState(Qt::WindowNoState);
-    EXPECT_EQ(page.model()->rowCount(), 3);
-    EXPECT_NE(page.countLine()->text(), before);
-}
-
 TEST_F(AppsSectionTest, TheExplanationListsTheBusiestProcessesOfAHugeGroup) {
     test::AppTestContext t;
     std::vector<ProcessSample> members;

@@ -3,6 +3,7 @@
 #include "AppTestContext.h"
 #include "app/MainWindow.h"
 #include "app/sections/SectionPage.h"
+#include "app/sections/SectionStyle.h"
 
 namespace qm::app {
 namespace {
@@ -24,6 +25,28 @@ TEST(MainWindowTest, SelectionStateDrivesTheShownSectionAndShowingGoesLive) {
     EXPECT_TRUE(t.monitor->demand().contains("main"));
     window.hide();
     EXPECT_FALSE(t.monitor->demand().contains("main"));
+}
+
+TEST(MainWindowTest, AMinimisedWindowRelaxesTheSamplerAndItsPageCatchesUpWhenRestored) {
+    test::AppTestContext t;
+    Snapshot s;
+    s.date = 1000;
+    s.memory.total = 1u << 30;
+    s.uptime = 60;
+    t.monitor->apply(s);
+    MainWindow window(t.context);
+    window.show();
+    t.ui.show(Section::memory);
+    window.setWindowState(Qt::WindowMinimized);
+    EXPECT_FALSE(t.monitor->demand().contains("main"));
+    const QString before = visibleText(window.currentPage());
+    s.uptime = 7200;
+    s.memory.app = 1u << 29;
+    t.monitor->apply(s);
+    EXPECT_EQ(visibleText(window.currentPage()), before) << "nothing is redrawn while minimised";
+    window.setWindowState(Qt::WindowNoState);
+    EXPECT_TRUE(t.monitor->demand().contains("main"));
+    EXPECT_NE(visibleText(window.currentPage()), before) << "restored, the page shows the latest figures";
 }
 
 }  // namespace

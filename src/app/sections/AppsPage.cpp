@@ -131,28 +131,9 @@ AppsPage::~AppsPage() { context().ui->removeObserver(uiToken_); }
 
 void AppsPage::activated() { applySelectionFromState(); }
 
-void AppsPage::refresh() {
-    // A minimised window shows nothing: the rows catch up when it is restored.
-    if (window()->isMinimized()) {
-        stale_ = true;
-        return;
-    }
-    rebuild();
-}
-
-void AppsPage::showEvent(QShowEvent* event) {
-    SectionPage::showEvent(event);
-    window()->installEventFilter(this);
-}
-
-bool AppsPage::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == window() && event->type() == QEvent::WindowStateChange && stale_ && !window()->isMinimized())
-        rebuild();
-    return SectionPage::eventFilter(watched, event);
-}
+void AppsPage::refresh() { rebuild(); }
 
 void AppsPage::rebuild() {
-    stale_ = false;
     const Snapshot& snapshot = context().monitor->snapshot();
     std::vector<ProcRow> rows = table_.rows(snapshot.groups);
     int64_t processes = 0;

@@ -50,10 +50,6 @@ public:
     QLabel* countLine() const { return count_; }
     QFrame* notice() const { return notice_; }
 
-protected:
-    void showEvent(QShowEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
-
 private:
     void rebuild();
     void selectionChanged();
@@ -71,7 +67,6 @@ private:
     QFrame* notice_;
     int uiToken_ = 0;
     bool selecting_ = false;  // the tree's selection is being set from the shared state
-    bool stale_ = false;      // a refresh was skipped while the window was minimised
 };
 
 SectionPage* makeAppsPage(AppContext& context, QWidget* parent);
