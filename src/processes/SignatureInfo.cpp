@@ -71,12 +71,13 @@ std::string SignatureInfo::explanation(Wording wording) const {
     return wording == Wording::mac ? macExplanation(*this) : linuxExplanation(*this);
 }
 
-std::string_view rawValue(SignatureInfo::Trust trust) {
+std::string_view rawValue(SignatureInfo::Trust trust, SignatureInfo::Wording wording) {
+    const bool mac = wording == SignatureInfo::Wording::mac;
     switch (trust) {
-        case SignatureInfo::Trust::apple: return "apple";
-        case SignatureInfo::Trust::notarized: return "notarized";
-        case SignatureInfo::Trust::signed_: return "signed";
-        case SignatureInfo::Trust::unsigned_: return "unsigned";
+        case SignatureInfo::Trust::apple: return mac ? "apple" : "package";
+        case SignatureInfo::Trust::notarized: return mac ? "notarized" : "store";
+        case SignatureInfo::Trust::signed_: return mac ? "signed" : "modified";
+        case SignatureInfo::Trust::unsigned_: return mac ? "unsigned" : "unpackaged";
         case SignatureInfo::Trust::unknown: break;
     }
     return "unknown";

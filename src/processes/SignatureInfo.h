@@ -34,8 +34,10 @@ struct SignatureInfo {
     bool operator==(const SignatureInfo&) const = default;
 };
 
-// "apple", "notarized", "signed", "unsigned", "unknown": for JSON and logs.
-std::string_view rawValue(SignatureInfo::Trust trust);
+// The level's key for JSON and logs, in the platform's words: "apple", "notarized",
+// "signed", "unsigned", "unknown" on macOS; "package", "store", "modified",
+// "unpackaged", "unknown" on Linux, where nothing is signed by Apple.
+std::string_view rawValue(SignatureInfo::Trust trust, SignatureInfo::Wording wording = SignatureInfo::hostWording);
 
 // The developer's name in a certificate's subject summary: without a leading
 // "Developer ID Application: " and without the team identifier in parentheses.

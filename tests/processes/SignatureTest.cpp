@@ -54,19 +54,21 @@ TEST(SignatureInfoTest, MacTextsAndSignerTrimming) {
     EXPECT_EQ(withTrust(Trust::unknown).explanation(Wording::mac),
               "Quillmere couldn't read this process's signature, usually because it belongs to the system.");
 
-    EXPECT_EQ(rawValue(Trust::signed_), "signed");
-    EXPECT_EQ(rawValue(Trust::unsigned_), "unsigned");
+    EXPECT_EQ(rawValue(Trust::apple, Wording::mac), "apple");
+    EXPECT_EQ(rawValue(Trust::unsigned_, Wording::mac), "unsigned");
 }
 
 TEST(SignatureInfoTest, LinuxTextsNeverMentionTheMac) {
     for (Trust trust : {Trust::apple, Trust::notarized, Trust::signed_, Trust::unsigned_, Trust::unknown}) {
         for (auto signer : {std::optional<std::string>{}, std::optional<std::string>{"coreutils"}}) {
             auto info = withTrust(trust, signer);
-            for (const std::string& text : {info.title(Wording::linux), info.explanation(Wording::linux)}) {
+            for (const std::string& text : {info.title(Wording::linux), info.explanation(Wording::linux),
+                                            std::string(rawValue(trust, Wording::linux))}) {
                 EXPECT_FALSE(text.empty());
                 EXPECT_EQ(text.find("mac"), std::string::npos) << text;
                 EXPECT_EQ(text.find("Mac"), std::string::npos) << text;
                 EXPECT_EQ(text.find("Apple"), std::string::npos) << text;
+                EXPECT_EQ(text.find("apple"), std::string::npos) << text;
                 EXPECT_EQ(text.find("Homebrew"), std::string::npos) << text;
             }
             if (signer && trust != Trust::unsigned_ && trust != Trust::unknown) {
