@@ -10,8 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include <nlohmann/json.hpp>
-
 #include "cli/ArgumentChecks.h"
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
@@ -19,10 +17,9 @@
 #include "cli/Output.h"
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
-#include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/Sampler.h"
-#include "core/SnapshotJson.h"
+#include "shell/fmt/SnapshotJsonLine.h"
 
 namespace qm::cli::sample_command {
 namespace {
@@ -85,17 +82,28 @@ void run(const SampleOptions& options) {
             handoff.put(snapshot);
             return;
         }
-        loop.post([&, snapshot] {
-            if (options.count > 0 && printed >= options.count) return;
-            if (options.json) {
-                printJson(snapshot, true);
-            } else {
-                print((printed > 0 ? "\n" : "") + describeSnapshot(snapshot));
-                std::fflush(stdout);
-            }
-            // Output nobody can read (a full disk, a closed descriptor) ends the run;
-            // the failed write is then reported once, with exit code 1.
+        // Output nobody can read (a full disk, a closed descriptor) ends the run;
+        // the failed write is then reported once, with exit code 1.
+        auto printedOne = [&] {
             if (++printed == options.count || std::ferror(stdout)) loop.stop();
+        };
+        if (options.json) {
+            // The line is written here, on the sampler's thread, so only its text
+            // crosses to the main loop rather than a copy of every process.
+            std::string line;
+            appendSnapshotJson(line, snapshot);
+            loop.post([&, printedOne, line = std::move(line)] {
+                if (options.count > 0 && printed >= options.count) return;
+                printJsonLine(line);
+                printedOne();
+            });
+            return;
+        }
+        loop.post([&, printedOne, snapshot] {
+            if (options.count > 0 && printed >= options.count) return;
+            print((printed > 0 ? "\n" : "") + describeSnapshot(snapshot));
+            std::fflush(stdout);
+            printedOne();
         });
     };
     // Prime the counters, answer after a short moment with the real interval, then

@@ -22,6 +22,12 @@ void printJson(nlohmann::json document, bool oneLine) {
     if (oneLine) std::fflush(stdout);  // a stream's reader gets each line as it comes
 }
 
+void printJsonLine(std::string_view line) {
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
 int finishOutput(int code) {
     std::cout.flush();
     errno = 0;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include <nlohmann/json.hpp>
 
@@ -16,6 +17,10 @@ void print(const std::string& text);
 // on one line for streams (JSON Lines). Sentences are reworded for this platform;
 // bytes that are not UTF-8 (process names can hold anything) become U+FFFD.
 void printJson(nlohmann::json document, bool oneLine = false);
+
+// Writes one line of a JSON stream that is already text in this platform's words
+// (appendSnapshotJson), and a newline; the reader gets it at once.
+void printJsonLine(std::string_view line);
 
 // Flushes standard output. A write that failed (a full disk, a closed descriptor)
 // is reported in one line and turns a success into exit code 1.
