@@ -115,7 +115,7 @@ if wait_for 5 visible "Quillmere Settings"; then
     settings=$(visible "Quillmere Settings" | head -1)
     sleep 0.5
     # The tabs' places along the top of the window.
-    for tab in general:45 menu-bar:122 alerts:192 data:248 system-access:330; do
+    for tab in general:45 system-tray:131 alerts:210 data:266 system-access:348; do
         xdotool mousemove --window "$settings" "${tab#*:}" 24 click 1
         sleep 0.7
         shoot "$settings" "$shots/settings-${tab%%:*}.png"

@@ -15,7 +15,7 @@ Desktop thisDesktop() {
 
 GeneralSettingsText generalSettingsText(Desktop desktop) {
     const bool mac = desktop == Desktop::mac;
-    auto shown = [mac](const std::string& text) { return mac ? text : linuxKeys(text); };
+    auto shown = [mac](const std::string& text) { return mac ? text : linuxKeys(linuxWording(text)); };
     GeneralSettingsText t;
     t.updateEvery = "Update every";
     t.intervals = {{"1 second", 1.0}, {"2 seconds", 2.0}, {"5 seconds", 5.0}};

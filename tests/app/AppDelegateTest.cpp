@@ -112,7 +112,7 @@ TEST(AppDelegateTest, QuitPolicyHidesOnceWithTheHintOrQuits) {
     for (QWidget* widget : QApplication::topLevelWidgets())
         if (widget->objectName() == "backgroundHint") hint = qobject_cast<QMessageBox*>(widget);
     ASSERT_NE(hint, nullptr);
-    EXPECT_EQ(hint->text().toStdString(), "Quillmere is still running in your menu bar");
+    EXPECT_EQ(hint->text().toStdString(), "Quillmere is still running in your system tray");
     EXPECT_NE(hint->informativeText().indexOf("or press Ctrl+Alt+Q."), -1) << hint->informativeText().toStdString();
     QStringList buttons;
     for (auto* button : hint->buttons()) buttons << button->text();

@@ -30,7 +30,7 @@ TEST(SettingsWindowTest, PagesWriteTheirKeysAndReadChangesBack) {
     emit interval->activated(0);
     EXPECT_EQ(t.defaults.doubleValue("refresh.interval"), 1.0);
     auto* keep = find<QCheckBox>(general, "keepRunning");
-    EXPECT_EQ(keep->text(), "Keep running in the menu bar when you press Ctrl+Q");
+    EXPECT_EQ(keep->text(), "Keep running in the system tray when you press Ctrl+Q");
     EXPECT_TRUE(keep->isChecked());
     keep->click();
     EXPECT_EQ(t.defaults.value("quit.keepRunningInMenuBar"), SettingValue(false));

@@ -14,6 +14,10 @@ TEST(PlatformWordingTest, NamesTheMachineWithoutTouchingOtherWords) {
     // Whole words only: product names and process names stay as they are.
     EXPECT_EQ(linuxWording("MacBook Pro, iMac, MacDown, mac"), "MacBook Pro, iMac, MacDown, mac");
     EXPECT_EQ(linuxWording(""), "");
+    // The icon lives in the system tray, with the sentence's capital kept.
+    EXPECT_EQ(linuxWording("Quillmere is still running in your menu bar"),
+              "Quillmere is still running in your system tray");
+    EXPECT_EQ(linuxWording("Menu bar"), "System tray");
 }
 
 }  // namespace

@@ -85,7 +85,7 @@ TEST(SettingsTextTest, EachPlatformSpeaksItsOwnWords) {
     EXPECT_EQ(mac.intervals[1].seconds, 2.0);
 
     const auto pc = generalSettingsText(Desktop::freedesktop);
-    EXPECT_EQ(pc.keepRunning, "Keep running in the menu bar when you press Ctrl+Q");
+    EXPECT_EQ(pc.keepRunning, "Keep running in the system tray when you press Ctrl+Q");
     EXPECT_FALSE(pc.showInDock);
     EXPECT_NE(pc.keepRunningFootnote.find("Ctrl+Alt+Q"), std::string::npos);
     for (const std::string& text : {pc.updateFootnote, pc.windowAtLaunch, pc.keepRunning, pc.keepRunningFootnote,

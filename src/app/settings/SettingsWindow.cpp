@@ -3,6 +3,8 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
+#include "shell/fmt/PlatformWording.h"
+
 namespace qm::app {
 
 SettingsWindow::SettingsWindow(AppContext& context, QWidget* parent) : QWidget(parent, Qt::Window) {
@@ -12,7 +14,7 @@ SettingsWindow::SettingsWindow(AppContext& context, QWidget* parent) : QWidget(p
     tabs_ = new QTabWidget(this);
     tabs_->setDocumentMode(true);
     tabs_->addTab(makeGeneralPage(context, tabs_), "General");
-    tabs_->addTab(makeMenuBarPage(context, tabs_), "Menu bar");
+    tabs_->addTab(makeMenuBarPage(context, tabs_), QString::fromStdString(forThisPlatform("Menu bar")));
     tabs_->addTab(makeAlertsPage(context, tabs_), "Alerts");
     tabs_->addTab(makeDataPage(context, tabs_), "Data");
     tabs_->addTab(makeSystemAccessPage(context, tabs_), "System access");

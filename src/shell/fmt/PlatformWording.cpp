@@ -16,7 +16,11 @@ bool isWordChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || 
 
 // Whole-word replacements; at one position the first that matches wins, so longer
 // phrases come before the words they contain.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 9> kReplacements{{
+// Linux desktops show the program's icon in the system tray (a panel's status area),
+// not a menu bar.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 11> kReplacements{{
+    {"menu bar", "system tray"},
+    {"Menu bar", "System tray"},
     {"your Mac's", "your computer's"},
     {"Your Mac's", "Your computer's"},
     {"Spotlight is indexing", "The file indexer is busy"},

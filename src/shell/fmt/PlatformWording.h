@@ -13,8 +13,9 @@
 
 namespace qm {
 
-// Rewrites the whole words "Mac", "Macs", "macOS" and "Spotlight", and the phrases
-// around them ("MacBook", "iMac" and process names are left alone).
+// Rewrites the whole words "Mac", "Macs", "macOS" and "Spotlight", the phrases around
+// them, and the "menu bar" (the system tray); "MacBook", "iMac" and process names are
+// left alone.
 std::string linuxWording(const std::string& text);
 
 // linuxWording on Linux; the text unchanged on a Mac.
