@@ -97,7 +97,7 @@ void rewordForThisPlatform(nlohmann::json& document) {
                                                                 "appKey",      "appName",  "name",    "path",
                                                                 "url",         "webURL",   "command", "commandLine",
                                                                 "exe",         "database", "file",    "process",
-                                                                "settingsFile"};
+                                                                "settingsFile", "bundleID", "bundlePath"};
     if (document.is_object()) {
         for (auto& [key, value] : document.items()) {
             if (value.is_string()) {

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "core/JsonText.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 
@@ -53,14 +52,6 @@ template <typename T>
 void put(std::string& out, const std::optional<T>& value) {
     if (value)
         put(out, *value);
-    else
-        out += "null";
-}
-
-// Free prose in this platform's words; the tree's output is reworded the same way.
-void putReworded(std::string& out, const std::optional<std::string>& value) {
-    if (value)
-        put(out, forThisPlatform(*value));
     else
         out += "null";
 }
@@ -196,8 +187,8 @@ void put(std::string& out, const ProcessSample& v) {
 
 void put(std::string& out, const AppGroup& v) {
     Object o(out);
-    putReworded(o.key("bundleID"), v.bundleID);
-    putReworded(o.key("bundlePath"), v.bundlePath);
+    put(o.key("bundleID"), v.bundleID);
+    put(o.key("bundlePath"), v.bundlePath);
     put(o.key("cpu"), v.cpu);
     put(o.key("diskReadRate"), v.diskReadRate);
     put(o.key("diskWriteRate"), v.diskWriteRate);
