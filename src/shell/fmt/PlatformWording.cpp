@@ -93,10 +93,10 @@ void rewordForThisPlatform(nlohmann::json& document) {
     (void)document;
 #else
     // Keys whose values identify something: rewording them would change the data.
-    static const std::set<std::string, std::less<>> identifying{"id",          "key",      "groupID", "group",
-                                                                "appKey",      "appName",  "name",    "path",
-                                                                "url",         "webURL",   "command", "commandLine",
-                                                                "exe",         "database", "file",    "process",
+    static const std::set<std::string, std::less<>> identifying{"id",           "key",      "groupID",   "group",
+                                                                "appKey",       "appName",  "name",      "path",
+                                                                "url",          "webURL",   "command",   "commandLine",
+                                                                "exe",          "database", "file",      "process",
                                                                 "settingsFile", "bundleID", "bundlePath"};
     if (document.is_object()) {
         for (auto& [key, value] : document.items()) {
