@@ -11,6 +11,7 @@
 #include "cli/Command.h"
 #include "cli/HistoryAccess.h"
 #include "cli/Output.h"
+#include "cli/ProcessDetails.h"
 #include "core/Clock.h"
 #include "core/SnapshotJson.h"
 #include "history/TimeArguments.h"
@@ -32,15 +33,6 @@ struct TimelineOptions {
 // Labels for the rows: the time of day is enough within a day, longer ranges need the day.
 std::string rowLabel(Date date, Range range) {
     return range == Range::hour || range == Range::day ? Fmt::time(date) : Fmt::dayTime(date);
-}
-
-// Widths count characters, not bytes: "—", "°" and the narrow space before "PM" are
-// several bytes each.
-size_t displayWidth(const std::string& text) {
-    size_t chars = 0;
-    for (unsigned char c : text)
-        if ((c & 0xC0) != 0x80) ++chars;
-    return chars;
 }
 
 std::string pad(std::string text, size_t width) {

@@ -7,6 +7,7 @@
 
 #include "core/FileRead.h"
 #include "core/Paths.h"
+#include "core/Utf8.h"
 
 namespace qm::cli {
 
@@ -33,7 +34,10 @@ size_t displayWidth(const std::string& text) {
     return chars;
 }
 
-std::string cell(const std::string& text, size_t width) {
+std::string cell(const std::string& raw, size_t width) {
+    // Names are bytes anyone can choose: ill-formed UTF-8 becomes U+FFFD, one column
+    // each, so a terminal never draws escape notation that breaks the alignment.
+    const std::string text = validUtf8(raw);
     const bool cut = displayWidth(text) > width;
     const size_t keep = cut && width > 0 ? width - 1 : width;
     std::string out;

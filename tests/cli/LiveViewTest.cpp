@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "cli/LiveLayout.h"
+#include "core/Utf8.h"
 #include "shell/fmt/Fmt.h"
 
 namespace {
@@ -52,8 +53,12 @@ qm::Snapshot busyMachine(size_t groups) {
     for (size_t i = 0; i < groups; ++i) {
         qm::AppGroup g;
         g.id = "proc:app" + std::to_string(i);
-        // Names of every length, one with a control character and one far too long.
-        g.name = i == 3 ? "evil\x1b[2Jname" : i == 4 ? std::string(300, 'x') : "app" + std::to_string(i);
+        // Names of every length: one with a control character, one far too long, one
+        // with bytes that are not UTF-8 (a terminal would draw them as escape notation).
+        g.name = i == 3   ? "evil\x1b[2Jname"
+                 : i == 4 ? std::string(300, 'x')
+                 : i == 5 ? "bad\xff\xfename"
+                          : "app" + std::to_string(i);
         g.cpu = i == 7 ? 75 : static_cast<double>(i * 7 % 50);  // not in order: the layout sorts
         g.memory = (i + 1) * 10'000'000;
         g.processes.resize(i % 3 == 0 ? 1 : 4);
@@ -74,6 +79,7 @@ TEST(LiveLayoutTest, EveryScreenFitsItsTerminalAndDropsColumnsInsteadOfWrapping)
                 EXPECT_LE(lineWidth(line), width) << width << "x" << height << ": " << lineText(line);
                 EXPECT_EQ(lineText(line).find('\x1b'), std::string::npos) << lineText(line);
                 EXPECT_EQ(lineText(line).find('\n'), std::string::npos);
+                EXPECT_TRUE(qm::isValidUtf8(lineText(line))) << lineText(line);
             }
         }
 
