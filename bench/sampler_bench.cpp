@@ -8,7 +8,7 @@
 #include <time.h>
 
 #include "core/Defaults.h"
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 #include "processes/Sources.h"
 #include "readers/CPUReader.h"
 #include "readers/DiskReader.h"

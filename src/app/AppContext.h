@@ -5,7 +5,7 @@
 #pragma once
 
 #include "core/Defaults.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 #include "history/HistoryStore.h"
 #include "shell/UIState.h"
 

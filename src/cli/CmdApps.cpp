@@ -23,10 +23,10 @@
 #include "cli/LiveSample.h"
 #include "cli/Output.h"
 #include "cli/ProcessDetails.h"
+#include "fmt/Fmt.h"
 #include "processes/SignatureCache.h"
 #include "processes/Sources.h"
 #include "shell/AppsTable.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::apps_command {
 namespace {

@@ -15,7 +15,7 @@
 #include "cli/Output.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 #include "shell/MenuBarLabel.h"
 #include "shell/StatusBarOutput.h"
 

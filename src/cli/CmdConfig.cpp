@@ -12,9 +12,9 @@
 #include "core/DefaultsRanges.h"
 #include "core/FileDefaults.h"
 #include "core/FileRead.h"
+#include "fmt/PlatformWording.h"
 #include "history/AlertCenter.h"
 #include "shell/MenuBarStyle.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::config_command {
 namespace {

@@ -14,11 +14,11 @@
 #include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
 #include "core/SnapshotJson.h"
+#include "engine/Sampler.h"
+#include "fmt/Fmt.h"
 #include "history/Energy.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::energy_command {
 namespace {

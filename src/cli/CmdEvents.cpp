@@ -8,8 +8,8 @@
 #include "cli/Output.h"
 #include "core/Clock.h"
 #include "core/SnapshotJson.h"
+#include "fmt/Fmt.h"
 #include "history/TimeArguments.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::events_command {
 namespace {

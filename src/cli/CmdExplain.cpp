@@ -10,10 +10,10 @@
 #include "cli/Output.h"
 #include "cli/ProcessDetails.h"
 #include "core/Platform.h"
+#include "fmt/Fmt.h"
 #include "knowledge/ProcessLibrary.h"
 #include "knowledge/TextCase.h"
 #include "processes/SignatureCache.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::explain_command {
 namespace {

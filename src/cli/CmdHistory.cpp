@@ -7,12 +7,12 @@
 #include "cli/Command.h"
 #include "core/Clock.h"
 #include "core/JsonText.h"
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "history/HistoryExport.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "history/TimeArguments.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::history_command {
 namespace {

@@ -17,18 +17,18 @@
 
 #include "cli/Command.h"
 #include "core/JsonText.h"
-#include "core/Monitor.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
 #include "core/SnapshotJson.h"
+#include "engine/Monitor.h"
+#include "engine/Sampler.h"
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "history/AlertCenter.h"
 #include "history/EventDetector.h"
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "history/RecorderLock.h"
 #include "notify/PlatformNotifications.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::cli::record_command {
 namespace {

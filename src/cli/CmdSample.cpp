@@ -18,8 +18,8 @@
 #include "cli/SnapshotText.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
-#include "shell/fmt/SnapshotJsonLine.h"
+#include "engine/Sampler.h"
+#include "fmt/SnapshotJsonLine.h"
 
 namespace qm::cli::sample_command {
 namespace {

@@ -9,9 +9,9 @@
 #include "cli/Command.h"
 #include "cli/Output.h"
 #include "core/SnapshotJson.h"
+#include "fmt/Fmt.h"
 #include "knowledge/Insights.h"
 #include "readers/Sources.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::sensors_command {
 namespace {

@@ -12,7 +12,7 @@
 #include "cli/Output.h"
 #include "core/Defaults.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 #include "knowledge/Insights.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"

@@ -14,9 +14,9 @@
 #include "cli/ProcessDetails.h"
 #include "core/Clock.h"
 #include "core/SnapshotJson.h"
+#include "fmt/Fmt.h"
 #include "history/TimeArguments.h"
 #include "history/Timeline.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::cli::timeline_command {
 namespace {

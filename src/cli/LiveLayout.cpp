@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "cli/ProcessDetails.h"
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 namespace qm::cli::live {
 

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "core/Queue.h"
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 
 namespace qm::cli {
 

@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "core/JsonText.h"
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::cli {
 

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <vector>
 
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 namespace qm::cli {
 

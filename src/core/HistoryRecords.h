@@ -50,4 +50,11 @@ struct AppTotal {
     bool operator==(const AppTotal&) const = default;
 };
 
+// What one app has drawn since the computer was last unplugged (the Monitor keeps it;
+// the energy models rank it).
+struct AppEnergy {
+    std::string name;
+    double joules = 0;
+};
+
 }  // namespace qm

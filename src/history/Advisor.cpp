@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <random>
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm {
 

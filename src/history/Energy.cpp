@@ -4,8 +4,8 @@
 #include <cmath>
 #include <ctime>
 
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::energy {
 namespace {
@@ -64,7 +64,7 @@ std::vector<PowerUser> powerNow(const Snapshot& snapshot, size_t limit) {
     return users;
 }
 
-std::vector<DrainShare> drainShares(const std::unordered_map<std::string, Monitor::AppEnergy>& session, size_t limit) {
+std::vector<DrainShare> drainShares(const std::unordered_map<std::string, AppEnergy>& session, size_t limit) {
     std::vector<DrainShare> list;
     for (const auto& [key, entry] : session)
         if (usable(entry.joules)) list.push_back({key, entry.name, entry.joules, 0});

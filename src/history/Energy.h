@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "core/HistoryRecords.h"
-#include "core/Monitor.h"
 #include "core/Snapshot.h"
 
 namespace qm {
@@ -59,7 +58,7 @@ struct DrainShare {
 };
 // The session's apps by energy, most first, at most `limit`; empty while nothing
 // has been measured. Ties go by name so the order is stable.
-std::vector<DrainShare> drainShares(const std::unordered_map<std::string, Monitor::AppEnergy>& session,
+std::vector<DrainShare> drainShares(const std::unordered_map<std::string, AppEnergy>& session,
                                     size_t limit = drainLimit);
 // The same from history rows (totals over the time on battery), for when no live
 // session is at hand.

@@ -5,9 +5,9 @@
 #include <limits>
 #include <set>
 
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "processes/KernelGroup.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 

@@ -5,8 +5,8 @@
 #include <type_traits>
 
 #include "core/Log.h"
+#include "fmt/Fmt.h"
 #include "history/HistoryFiles.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <cmath>
 
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 namespace {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "fmt/Fmt.h"
 #include "knowledge/Localized.h"
 #include "knowledge/TextCase.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 

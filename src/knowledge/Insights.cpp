@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "fmt/Fmt.h"
 #include "knowledge/Localized.h"
 #include "processes/KernelGroup.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::Insights {
 

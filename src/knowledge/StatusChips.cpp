@@ -2,8 +2,8 @@
 
 #include <cmath>
 
+#include "fmt/Fmt.h"
 #include "knowledge/Localized.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 

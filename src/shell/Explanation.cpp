@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 namespace qm {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "fmt/Fmt.h"
 #include "knowledge/StatusChips.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::sections {
 

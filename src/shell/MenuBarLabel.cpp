@@ -1,8 +1,8 @@
 #include "shell/MenuBarLabel.h"
 
+#include "fmt/Fmt.h"
 #include "knowledge/Localized.h"
 #include "knowledge/TextCase.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 

@@ -1,6 +1,6 @@
 #include "shell/OnboardingText.h"
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm {
 

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "shell/MenuBarLabel.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 

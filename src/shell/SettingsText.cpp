@@ -1,7 +1,7 @@
 #include "shell/SettingsText.h"
 
+#include "fmt/PlatformWording.h"
 #include "shell/PlatformKeys.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "core/JsonText.h"
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm {
 

@@ -8,9 +8,9 @@
 #include "app/AppContext.h"
 #include "app/QtMainQueue.h"
 #include "core/Defaults.h"
-#include "core/Monitor.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
+#include "engine/Monitor.h"
+#include "engine/Sampler.h"
 #include "shell/UIState.h"
 
 namespace qm::app::test {

@@ -14,7 +14,7 @@
 #include "app/sections/AppsPage.h"
 #include "app/sections/AppsTreeModel.h"
 #include "app/sections/ExplainPanel.h"
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 namespace qm::app {
 namespace {

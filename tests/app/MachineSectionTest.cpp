@@ -9,8 +9,8 @@
 #include "app/sections/SectionStyle.h"
 #include "app/sections/SensorsPage.h"
 #include "app/widgets/SeriesChart.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::app {
 namespace {

@@ -9,8 +9,8 @@
 #include "app/sections/SectionStyle.h"
 #include "app/sections/TimelinePage.h"
 #include "app/widgets/SeriesChart.h"
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 namespace {

@@ -23,7 +23,7 @@
 
 #include "cli/LiveLayout.h"
 #include "core/Utf8.h"
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 namespace {
 

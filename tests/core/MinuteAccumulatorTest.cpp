@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/MinuteAccumulator.h"
+#include "engine/MinuteAccumulator.h"
 
 namespace qm {
 namespace {

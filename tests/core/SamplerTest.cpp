@@ -2,7 +2,7 @@
 
 #include "FakePlatform.h"
 #include "core/Defaults.h"
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 
 namespace qm {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "../history/TempDirectory.h"
 #include "FakePlatform.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 #include "history/HistoryStore.h"
 
 namespace qm {

@@ -1,4 +1,4 @@
-#include "shell/fmt/SnapshotJsonLine.h"
+#include "fmt/SnapshotJsonLine.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "core/JsonText.h"
 #include "core/SnapshotJson.h"
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm {
 namespace {

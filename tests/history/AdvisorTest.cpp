@@ -6,8 +6,8 @@
 
 #include "TempDirectory.h"
 #include "core/Clock.h"
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 using namespace qm;
 using namespace qm::advisor;

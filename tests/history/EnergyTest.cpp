@@ -7,8 +7,8 @@
 #include <numeric>
 
 #include "TempDirectory.h"
+#include "fmt/Fmt.h"
 #include "history/HistoryStore.h"
-#include "shell/fmt/Fmt.h"
 
 using namespace qm;
 using qm::testing::TempDirectory;
@@ -97,7 +97,7 @@ TEST_F(EnergyTest, PowerNowListsMeaningfulDrawMostFirstUpToTheLimit) {
 }
 
 TEST_F(EnergyTest, DrainSharesAreOfEverythingTheSessionDrew) {
-    std::unordered_map<std::string, Monitor::AppEnergy> session;
+    std::unordered_map<std::string, AppEnergy> session;
     EXPECT_TRUE(energy::drainShares(session).empty());  // "Measuring…"
     session["proc:zero"] = {"zero", 0};
     EXPECT_TRUE(energy::drainShares(session).empty());

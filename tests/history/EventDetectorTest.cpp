@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 
 using namespace qm;
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "fmt/Fmt.h"
 #include "knowledge/Insights.h"
 #include "knowledge/Localized.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm {
 namespace {

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "shell/Autostart.h"
 #include "shell/InstanceRequest.h"
 #include "shell/MenuBarLabel.h"
@@ -13,8 +15,6 @@
 #include "shell/QuickLookModel.h"
 #include "shell/QuitPolicy.h"
 #include "shell/SettingsText.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm {
 namespace {

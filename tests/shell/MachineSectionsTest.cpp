@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "fmt/Fmt.h"
 #include "shell/MachineSections.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::sections {
 namespace {

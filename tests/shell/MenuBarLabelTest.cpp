@@ -6,8 +6,8 @@
 #include <cmath>
 
 #include "core/Defaults.h"
+#include "fmt/Fmt.h"
 #include "shell/StatusBarOutput.h"
-#include "shell/fmt/Fmt.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,7 +3,7 @@
 #include <QMenu>
 
 #include "core/Defaults.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 #include "shell/MenuBarStyle.h"
 
 namespace qm::app {

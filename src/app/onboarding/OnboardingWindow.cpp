@@ -4,7 +4,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 #include "shell/OnboardingText.h"
 
 namespace qm::app {

@@ -13,11 +13,11 @@
 #include "app/widgets/Sparkline.h"
 #include "app/widgets/StatusHeader.h"
 #include "app/widgets/Tones.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
+#include "fmt/Fmt.h"
+#include "fmt/PlatformWording.h"
 #include "knowledge/Insights.h"
 #include "shell/MenuBarLabel.h"
-#include "shell/fmt/Fmt.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 

@@ -10,8 +10,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "core/Monitor.h"
-#include "shell/fmt/PlatformWording.h"
+#include "engine/Monitor.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::app {
 

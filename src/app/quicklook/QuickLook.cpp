@@ -13,7 +13,7 @@
 #include "app/widgets/Sparkline.h"
 #include "app/widgets/StatusHeader.h"
 #include "app/widgets/Tones.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 #include "shell/QuickLookModel.h"
 
 namespace qm::app {

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "app/sections/SectionStyle.h"
+#include "fmt/Fmt.h"
 #include "shell/Explanation.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 

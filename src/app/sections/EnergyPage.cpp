@@ -10,9 +10,9 @@
 #include <cmath>
 
 #include "app/sections/SectionStyle.h"
+#include "fmt/Fmt.h"
 #include "history/Energy.h"
 #include "shell/MachineSections.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 

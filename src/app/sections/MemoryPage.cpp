@@ -11,9 +11,9 @@
 #include "app/sections/MemoryPartsSeries.h"
 #include "app/sections/SectionStyle.h"
 #include "app/widgets/SeriesChart.h"
+#include "fmt/Fmt.h"
 #include "knowledge/Insights.h"
 #include "shell/MachineSections.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 

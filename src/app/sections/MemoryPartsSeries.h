@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 
 namespace qm::app {
 

@@ -6,8 +6,8 @@
 
 #include "app/sections/SectionStyle.h"
 #include "app/widgets/SeriesChart.h"
+#include "fmt/Fmt.h"
 #include "shell/MachineSections.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 

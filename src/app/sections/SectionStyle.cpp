@@ -6,7 +6,7 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::app {
 

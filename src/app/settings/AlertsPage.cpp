@@ -9,9 +9,9 @@
 #include "app/settings/FormParts.h"
 #include "app/settings/SettingsWindow.h"
 #include "core/Defaults.h"
+#include "fmt/PlatformWording.h"
 #include "history/AlertCenter.h"
 #include "shell/SettingRead.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 

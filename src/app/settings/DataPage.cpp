@@ -10,9 +10,9 @@
 
 #include "app/settings/FormParts.h"
 #include "app/settings/SettingsWindow.h"
+#include "fmt/Fmt.h"
 #include "history/HistoryExport.h"
 #include "shell/SettingsText.h"
-#include "shell/fmt/Fmt.h"
 
 namespace qm::app {
 

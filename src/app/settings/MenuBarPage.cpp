@@ -9,11 +9,11 @@
 #include "app/menubar/MenuBarRenderer.h"
 #include "app/settings/FormParts.h"
 #include "app/settings/SettingsWindow.h"
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
+#include "fmt/PlatformWording.h"
 #include "shell/LaunchSettings.h"
 #include "shell/MenuBarLabel.h"
 #include "shell/MenuBarStyle.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 

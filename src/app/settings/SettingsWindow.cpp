@@ -3,7 +3,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::app {
 

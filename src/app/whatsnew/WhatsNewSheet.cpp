@@ -6,7 +6,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 namespace qm::app {
 

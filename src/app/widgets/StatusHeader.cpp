@@ -8,10 +8,10 @@
 #include <algorithm>
 
 #include "app/widgets/Tones.h"
+#include "fmt/PlatformWording.h"
 #include "knowledge/Insights.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
-#include "shell/fmt/PlatformWording.h"
 
 namespace qm::app {
 

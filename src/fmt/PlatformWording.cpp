@@ -1,4 +1,4 @@
-#include "shell/fmt/PlatformWording.h"
+#include "fmt/PlatformWording.h"
 
 #include <array>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "core/MinuteAccumulator.h"
+#include "engine/MinuteAccumulator.h"
 
 #include <algorithm>
 

@@ -14,9 +14,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/HistoryRecords.h"
 #include "core/Queue.h"
-#include "core/Sampler.h"
 #include "core/Snapshot.h"
+#include "engine/Sampler.h"
 
 namespace qm {
 
@@ -24,10 +25,7 @@ class HistoryStore;
 
 class Monitor {
 public:
-    struct AppEnergy {
-        std::string name;
-        double joules = 0;
-    };
+    using AppEnergy = qm::AppEnergy;
 
     // `main` serves the main thread; `history` may be null (nothing loaded at start).
     Monitor(SerialQueue& main, std::unique_ptr<Sampler> sampler, HistoryStore* history);

@@ -14,9 +14,9 @@
 #include "core/Clock.h"
 #include "core/Defaults.h"
 #include "core/HistorySink.h"
-#include "core/MinuteAccumulator.h"
 #include "core/Platform.h"
 #include "core/Queue.h"
+#include "engine/MinuteAccumulator.h"
 
 namespace qm {
 

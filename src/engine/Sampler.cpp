@@ -1,4 +1,4 @@
-#include "core/Sampler.h"
+#include "engine/Sampler.h"
 
 #include <cmath>
 #ifdef __GLIBC__

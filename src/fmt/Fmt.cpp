@@ -1,4 +1,4 @@
-#include "shell/fmt/Fmt.h"
+#include "fmt/Fmt.h"
 
 #include <unicode/datefmt.h>
 #include <unicode/dtptngen.h>

@@ -1,4 +1,4 @@
-#include "core/Monitor.h"
+#include "engine/Monitor.h"
 
 #include <algorithm>
 #include <cmath>

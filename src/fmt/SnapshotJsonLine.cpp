@@ -1,4 +1,4 @@
-#include "shell/fmt/SnapshotJsonLine.h"
+#include "fmt/SnapshotJsonLine.h"
 
 #include <array>
 #include <concepts>
