@@ -125,7 +125,9 @@ TEST_F(TimelineSectionTest, ASwitchWaitsForTheRangeAlreadyBeingReadAheadAndShows
     // shows that read's rows when it lands.
     page.showRange(HistoryTimelineView::Range::hour);
     EXPECT_EQ(page.readsStarted(), readsBefore);
-    if (hourUnderWay) EXPECT_EQ(shown, 1);
+    if (hourUnderWay) {
+        EXPECT_EQ(shown, 1);
+    }
     ASSERT_TRUE(test::waitFor([&] { return shown == 2; }));
     EXPECT_EQ(page.view().range, HistoryTimelineView::Range::hour);
     // The history ends where it was filled; the page may read its clock minutes later
