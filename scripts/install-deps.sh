@@ -25,6 +25,7 @@ packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
 packages+=(libsdbus-c++-dev libsystemd-dev dbus)         # desktop notifications; dbus-daemon for their tests
 packages+=(libsystemd-dev)                              # the privileged helper's socket activation
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy ccache python3)
+[[ $ci -eq 1 ]] && packages+=(clang-19 libc++-19-dev)   # the macOS sources' syntax check
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
