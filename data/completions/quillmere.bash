@@ -5,7 +5,7 @@ _quillmere() {
         cur="${COMP_WORDS[COMP_CWORD]}"; prev="${COMP_WORDS[COMP_CWORD-1]}"
         words=("${COMP_WORDS[@]}"); cword=$COMP_CWORD
     }
-    local commands="advisor alerts apps bar config energy events explain history record sample search sensors status timeline"
+    local commands="advisor alerts apps bar config energy events explain history record sample search sensors status timeline top"
     local command="" sub="" i
     for ((i = 1; i < cword; i++)); do
         case "${words[i]}" in
@@ -31,6 +31,7 @@ _quillmere() {
         "") COMPREPLY=($(compgen -W "$commands --help --version" -- "$cur")); return ;;
         status|sensors|search|explain) options="--json" ;;
         sample) options="--count --interval --live --json" ;;
+        top) options="--interval" ;;
         apps) options="--filter --query --sort --tree --pid --json" ;;
         bar) options="--style --format --follow --interval --json" ;;
         record) options="--db --quiet --no-notify --json" ;;

@@ -1,10 +1,12 @@
 # fish completion for quillmere
-set -l commands advisor alerts apps bar config energy events explain history record sample search sensors status timeline
+set -l commands advisor alerts apps bar config energy events explain history record sample search sensors status timeline top
 complete -c quillmere -f
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -l help -d 'Show help'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -l version -d 'Show the version'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a status -d 'How this machine is doing, in one line'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a sample -d 'Sample and print each snapshot'
+complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a top -d 'The live terminal view'
+complete -c quillmere -n "__fish_seen_subcommand_from top" -s i -l interval -x -d 'Seconds between samples'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a apps -d 'Apps and processes, grouped'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a explain -d 'What a process is, and whether it is safe to quit'
 complete -c quillmere -n "not __fish_seen_subcommand_from $commands" -a search -d 'Find apps, screens and known processes'

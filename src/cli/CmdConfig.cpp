@@ -49,6 +49,15 @@ const std::vector<KnownSetting>& knownSettings() {
         {"quit.backgroundHintShown", SettingType::boolean, false, "the background-running hint was shown"},
         {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run", true},
         {"whatsNew.lastSeenVersion", SettingType::text, std::nullopt, "version whose release notes were last settled"},
+        {"top.interval", SettingType::number, std::nullopt,
+         "seconds between samples in quillmere top, as last set with + and - (unset: refresh.interval)"},
+        {"top.sort", SettingType::text, std::string("cpu"),
+         "quillmere top's sort column: pid, name, cpu, memory, power or disk"},
+        {"top.ascending", SettingType::boolean, false, "quillmere top sorts smallest first"},
+        {"top.processes", SettingType::boolean, false, "quillmere top lists every process instead of apps"},
+        {"top.tree", SettingType::boolean, false, "quillmere top shows the parent/child process tree"},
+        {"top.mouse", SettingType::boolean, true, "quillmere top answers the mouse"},
+        {"top.monochrome", SettingType::boolean, false, "quillmere top paints without colour"},
     };
     return settings;
 }

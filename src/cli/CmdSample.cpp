@@ -1,5 +1,6 @@
-// quillmere sample: runs the real sampler on this machine. On a terminal it keeps one
-// live screen (q quits); in a pipe, with --count or --json it prints each snapshot.
+// quillmere sample and quillmere top: run the real sampler on this machine. On a
+// terminal both open the live view (LiveSession); in a pipe, with --count or --json
+// they print each snapshot.
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "cli/ArgumentChecks.h"
 #include "cli/Command.h"
 #include "cli/LiveSample.h"
+#include "cli/LiveSession.h"
 #include "cli/LiveView.h"
 #include "cli/Output.h"
 #include "cli/SnapshotText.h"
@@ -29,21 +31,7 @@ struct SampleOptions {
     double interval = 0;  // 0: the sampler's own period
     bool live = false;
     bool json = false;
-};
-
-// The latest snapshot, handed from the sampler's thread to the live view's.
-struct Handoff {
-    std::mutex mutex;
-    std::optional<Snapshot> latest;
-
-    void put(const Snapshot& snapshot) {
-        std::lock_guard lock(mutex);
-        latest = snapshot;
-    }
-    std::optional<Snapshot> take() {
-        std::lock_guard lock(mutex);
-        return std::exchange(latest, std::nullopt);
-    }
+    const char* command = "sample";
 };
 
 // The live view only on a terminal, for a run until interrupted: with --count, JSON
@@ -52,11 +40,16 @@ std::unique_ptr<LiveView> openLiveView(const SampleOptions& options) {
     if (options.json || options.count > 0 || !::isatty(STDOUT_FILENO) || !::isatty(STDIN_FILENO)) return nullptr;
     std::string why;
     auto view = LiveView::open(why);
-    if (!view) std::fprintf(stderr, "quillmere sample: %s; printing one snapshot after another\n", why.c_str());
+    if (!view)
+        std::fprintf(stderr, "quillmere %s: %s; printing one snapshot after another\n", options.command, why.c_str());
     return view;
 }
 
 void run(const SampleOptions& options) {
+    if (auto view = openLiveView(options)) {
+        runLiveSession(*view, options.interval > 0 ? std::optional<double>(options.interval) : std::nullopt);
+        return;
+    }
     // The sampler reads the period from the settings; --interval overrides them for this run only.
     auto defaults = std::make_shared<MemoryDefaults>();
     for (const auto& [key, value] : Defaults::shared().all()) defaults->set(key, value);
@@ -68,18 +61,12 @@ void run(const SampleOptions& options) {
     auto sampler = std::make_unique<Sampler>(std::move(deps));
     if (options.interval > 0 && !options.live) sampler->setPeriodOverride(options.interval);
 
-    auto view = openLiveView(options);
-    Handoff handoff;
     int printed = 0;
     bool primed = false;  // touched only on the sampler's thread
     sampler->onSnapshot = [&](const Snapshot& snapshot) {
         // The priming tick only gives the counters a previous read; its shares are not real.
         if (!primed) {
             primed = true;
-            return;
-        }
-        if (view) {
-            handoff.put(snapshot);
             return;
         }
         // Output nobody can read (a full disk, a closed descriptor) ends the run;
@@ -119,14 +106,6 @@ void run(const SampleOptions& options) {
         sampler->reschedule();  // the next tick one period after the first answer
     else
         sampler->start();
-    if (view) {
-        // A quarter-second wait for keys keeps q prompt and the view's own cost small.
-        while (view->waitForKey(250))
-            if (auto snapshot = handoff.take()) view->show(*snapshot);
-        sampler.reset();  // stops ticking before the view gives the terminal back
-        view.reset();
-        return;
-    }
     loop.run();
     sampler.reset();
 }
@@ -138,10 +117,24 @@ RegisterCommand registration("sample", [](CLI::App& app) {
                     "Number of snapshots to print, one after another (default: until interrupted)")
         ->check(wholeNumber(1, 1000000));
     cmd->add_option("-i,--interval", options->interval,
-                    "Seconds between samples, at least 1 (default: 5 on mains, 10 on battery; 2 with --live)")
+                    "Seconds between samples, at least 1 (default: 5 on mains, 10 on battery; on a terminal or "
+                    "with --live the view's period, 2 unless changed)")
         ->check(seconds(1, 86400));
     cmd->add_flag("--live", options->live, "Sample as when a window is open: every source on every tick");
     cmd->add_flag("--json", options->json, "One JSON object per snapshot, one per line");
+    cmd->callback([options] { run(*options); });
+});
+
+// The same view under the name people look for; in a pipe it prints like sample --live.
+RegisterCommand topRegistration("top", [](CLI::App& app) {
+    auto options = std::make_shared<SampleOptions>();
+    options->live = true;
+    options->command = "top";
+    auto* cmd = app.add_subcommand(
+        "top", "The live terminal view: sort, filter, explain, quit processes, step back through history (? for keys)");
+    cmd->add_option("-i,--interval", options->interval,
+                    "Seconds between samples for this run (default: the period last chosen with + and -, else 2)")
+        ->check(seconds(1, 60));
     cmd->callback([options] { run(*options); });
 });
 

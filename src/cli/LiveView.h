@@ -1,13 +1,16 @@
-// The live terminal view of `quillmere sample`: takes over the terminal, paints the
-// lines LiveLayout decides, redraws on resize and quits on q, Esc or Ctrl+C, giving
-// the terminal back as it found it.
+// The terminal under the live view: takes it over, paints the lines LiveLayout
+// decides, and waits for something to happen (a key, a mouse event, a resize, a
+// wake-up from the sampler's thread, or a signal to stop) without polling, so an
+// idle view costs one wake-up per tick. It gives the terminal back as it found it.
 #pragma once
 
+#include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
+#include <vector>
 
-#include "core/Snapshot.h"
+#include "cli/LiveLayout.h"
+#include "cli/LiveState.h"
 
 namespace qm::cli {
 
@@ -20,18 +23,29 @@ public:
     LiveView(const LiveView&) = delete;
     LiveView& operator=(const LiveView&) = delete;
 
-    void show(const Snapshot& snapshot);
-    // Waits up to `milliseconds` for a key, redrawing on a resize. False once the
-    // person asked to quit (q, Esc, Ctrl+C) or the terminal went away.
-    bool waitForKey(int milliseconds);
+    size_t width() const;
+    size_t height() const;
+    void paint(const std::vector<live::Line>& lines, bool monochrome);
+    // Mouse reporting on or off (off leaves the terminal's own text selection alone).
+    void setMouse(bool on);
+
+    struct Happened {
+        std::vector<live::Input> inputs;
+        bool woken = false;    // wake() was called
+        bool resized = false;  // the terminal changed size
+        bool stop = false;     // Ctrl+C, a hang-up, a kill, or the terminal went away
+    };
+    // Sleeps until something happens, or `milliseconds` pass (negative: no limit).
+    Happened wait(int milliseconds = -1);
+    // Makes the open view's wait() return; safe from any thread, and does nothing
+    // when no view is open.
+    static void wakeAny();
 
 private:
     struct Terminal;
     explicit LiveView(std::unique_ptr<Terminal> terminal);
-    void draw();
 
     std::unique_ptr<Terminal> terminal_;
-    std::optional<Snapshot> shown_;
 };
 
 }  // namespace qm::cli

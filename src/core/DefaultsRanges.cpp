@@ -24,6 +24,7 @@ std::optional<SettingRange> settingRange(std::string_view key) {
     // at 10 % or more and one report per app per 45 minutes it cannot flood.
     static const std::pair<std::string_view, SettingRange> ranges[] = {
         {"refresh.interval", {1, 60, "seconds"}},
+        {"top.interval", {1, 60, "seconds"}},
         {"alert.highCPU.threshold", {10, 10000, "percent of one core"}},
         {"alert.highCPU.minutes", {0, 1440, "minutes"}},
     };
