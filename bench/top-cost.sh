@@ -5,7 +5,7 @@
 # SETTLE seconds each is watched for WINDOW seconds: CPU is utime + stime of all its
 # threads; wake-ups are voluntary context switches of all its threads (one per sleep
 # it wakes from).
-#   bench/top-cost.sh [build-folder]     (PROCS=100 SETTLE=10 WINDOW=120)
+#   bench/top-cost.sh [build-folder]     (PROCS=100 SETTLE=10 WINDOW=120; the README's figures used 90 s and 60 s)
 set -uo pipefail
 cd "$(dirname "$0")/.."
 

@@ -2,7 +2,7 @@
 // ncurses's function-like macros (move, erase, timeout) would clash with the
 // standard library, so they are off and this file builds outside the unity batch.
 #define NCURSES_NOMACROS
-#define _XOPEN_SOURCE_EXTENDED 1
+#define NCURSES_WIDECHAR 1  // wget_wch and the wide-character calls
 #include "cli/LiveView.h"
 
 #include <curses.h>
