@@ -7,6 +7,7 @@
 #include "cli/Command.h"
 #include "core/Clock.h"
 #include "core/JsonText.h"
+#include "core/TerminalText.h"
 #include "fmt/Fmt.h"
 #include "fmt/PlatformWording.h"
 #include "history/HistoryExport.h"
@@ -27,7 +28,11 @@ struct HistoryOptions {
     std::string table;
 };
 
-void print(const std::string& text) { std::fwrite(text.data(), 1, text.size(), stdout); }
+// Exported names are process names: whatever bytes they hold, none reaches a terminal raw.
+void print(const std::string& text) {
+    const std::string shown = terminalSafe(text);
+    std::fwrite(shown.data(), 1, shown.size(), stdout);
+}
 
 std::string databasePath(const HistoryOptions& options) {
     return options.db.empty() ? defaultHistoryPath() : options.db;

@@ -19,6 +19,7 @@
 #include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/SnapshotJson.h"
+#include "core/TerminalText.h"
 #include "engine/Monitor.h"
 #include "engine/Sampler.h"
 #include "fmt/Fmt.h"
@@ -43,7 +44,7 @@ struct RecordOptions {
 std::string eventLine(const TimelineEvent& e) {
     std::string line = Fmt::time(e.date) + "  " + e.title;
     if (!e.detail.empty()) line += " — " + e.detail;
-    return forThisPlatform(line);
+    return terminalSafe(forThisPlatform(line));
 }
 
 // With standard input, output or error closed at start, the next files opened would
@@ -68,7 +69,7 @@ void run(const RecordOptions& options) {
     RecorderLock lock(path);
     if (!lock.acquired()) {
         if (!lock.error().empty())
-            std::fprintf(stderr, "quillmere record: cannot use %s: %s\n", lock.path().c_str(), lock.error().c_str());
+            std::fprintf(stderr, "quillmere record: %s\n", terminalSafe(lock.error()).c_str());
         else if (lock.holder())
             std::fprintf(stderr, "quillmere record: another recorder (pid %d) is already recording to %s\n",
                          static_cast<int>(*lock.holder()), path.c_str());
@@ -116,7 +117,7 @@ void run(const RecordOptions& options) {
     });
 
     if (!options.quiet && !options.json)
-        std::cout << "Recording to " << path << " every " << Fmt::number(monitor.sampler().interval(), 0)
+        std::cout << "Recording to " << terminalSafe(path) << " every " << Fmt::number(monitor.sampler().interval(), 0)
                   << " s on mains, 10 s on battery. Ctrl-C stops." << std::endl;
     monitor.start();
     loop.run();

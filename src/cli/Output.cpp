@@ -6,12 +6,13 @@
 #include <iostream>
 
 #include "core/JsonText.h"
+#include "core/TerminalText.h"
 #include "fmt/PlatformWording.h"
 
 namespace qm::cli {
 
 void print(const std::string& text) {
-    const std::string shown = forThisPlatform(text);
+    const std::string shown = terminalSafe(forThisPlatform(text));
     std::fwrite(shown.data(), 1, shown.size(), stdout);
 }
 

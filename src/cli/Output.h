@@ -10,7 +10,8 @@
 namespace qm::cli {
 
 // Writes text to standard output in this platform's words ("your computer" on Linux
-// where the sentence says "your Mac").
+// where the sentence says "your Mac"), with control characters and escape sequences
+// (a process can be named anything) made harmless.
 void print(const std::string& text);
 
 // Writes one JSON document and a newline: indented for the one-document commands,

@@ -3,6 +3,14 @@
 #include <time.h>
 
 #include <chrono>
+#include <fstream>
+
+#ifdef __linux__
+#include <sys/timex.h>
+#endif
+#ifdef __APPLE__
+#include <sys/sysctl.h>
+#endif
 
 namespace qm {
 
@@ -26,6 +34,32 @@ public:
         timespec ts{};
         if (::clock_gettime(id, &ts) != 0) return monotonic();
         return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9;
+    }
+    std::string bootId() const override {
+#ifdef __linux__
+        std::ifstream file("/proc/sys/kernel/random/boot_id");
+        std::string id;
+        std::getline(file, id);
+        return id;
+#elif defined(__APPLE__)
+        char uuid[64] = {};
+        size_t size = sizeof uuid - 1;
+        if (::sysctlbyname("kern.bootsessionuuid", uuid, &size, nullptr, 0) != 0) return {};
+        return uuid;
+#else
+        return {};
+#endif
+    }
+    bool synchronized() const override {
+#ifdef __linux__
+        // Setting the clock by hand marks it unsynchronised; an NTP service clears the
+        // mark once it has set the time itself.
+        timex state{};
+        const int result = ::adjtimex(&state);
+        return result != -1 && result != TIME_ERROR && (state.status & STA_UNSYNC) == 0;
+#else
+        return false;
+#endif
     }
 };
 }  // namespace

@@ -1,5 +1,7 @@
 #include "core/Log.h"
 
+#include "core/TerminalText.h"
+
 #include <cstdio>
 #include <mutex>
 
@@ -14,7 +16,7 @@ std::function<void(const std::string&)>& sink() {
 }  // namespace
 
 void logLine(const std::string& message) {
-    const std::string line = "Quillmere: " + message;
+    const std::string line = "Quillmere: " + terminalSafe(message);
     std::lock_guard guard(sinkLock);
     if (sink()) {
         sink()(line);

@@ -1,11 +1,13 @@
 #include "engine/Sampler.h"
 
+#include <algorithm>
 #include <cmath>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
 
 #include "core/DefaultsRanges.h"
+#include "engine/MinuteMerge.h"
 
 #include "readers/CPUReader.h"
 #include "readers/DiskReader.h"
@@ -30,7 +32,8 @@ Sampler::Sampler(Dependencies deps)
       clock_(*deps.clock),
       defaults_(deps.defaults ? *deps.defaults : Defaults::shared()),
       history_(deps.history),
-      detector_(std::move(deps.detector)) {
+      detector_(std::move(deps.detector)),
+      trust_(clock_) {
     cpuReader_ = std::make_unique<CPUReader>(platform_.cpu(), platform_.coreTypes());
     memoryReader_ = platform_.memory();
     networkReader_ = std::make_unique<NetworkReader>(platform_.network(), clock_);
@@ -47,8 +50,15 @@ Sampler::~Sampler() {
 }
 
 void Sampler::start() {
-    queue_->post([this] { schedule(); });
-    if (history_) history_->prune();
+    queue_->post([this] {
+        if (history_) trust_.restore(history_->rememberedClock());
+        schedule();
+        if (trust_.check()) pruneHistory();
+    });
+}
+
+void Sampler::pruneHistory() {
+    if (history_) history_->prune(static_cast<int64_t>(std::floor(trust_.trustedNow())));
 }
 
 void Sampler::setLive(bool live) {
@@ -161,14 +171,17 @@ void Sampler::sample() {
 
     s.selfCost = readSelfCost();
 
+    // Nothing stamped from a clock that jumped is stored; the snapshot and its events
+    // still reach the screens.
+    const bool trusted = trust_.check();
     if (detector_) {
         auto events = detector_->process(s);
-        if (history_)
+        if (history_ && trusted)
             for (const auto& event : events) history_->write(event);
         if (!events.empty() && onEvents) onEvents(events);
     }
 
-    accumulate(s);
+    if (trusted) accumulate(s);
 
     if (onSnapshot) onSnapshot(s);
 }
@@ -193,12 +206,18 @@ void Sampler::accumulate(const Snapshot& s) {
     const int64_t m = seconds - ((seconds % 60) + 60) % 60;
     if (minuteStart_ == 0) {
         minuteStart_ = m;
+        if (history_) {
+            // A restart within a minute: the previous run saved part of it.
+            carried_ = history_->storedMinute(m);
+            carriedSeconds_ = std::clamp(s.date - static_cast<double>(m), 1.0, 60.0);
+        }
     } else if (m != minuteStart_) {
         if (acc_.count >= 1) {
             writeMinute();
             releaseFreedMemory();
-            if ((minuteStart_ / 60) % kPruneEveryMinutes == 0 && history_) history_->prune();
+            if ((minuteStart_ / 60) % kPruneEveryMinutes == 0) pruneHistory();
         }
+        carried_.reset();
         minuteStart_ = m;
         acc_ = MinuteAccumulator{};
     }
@@ -217,7 +236,17 @@ void Sampler::releaseFreedMemory() {
 void Sampler::writeMinute() {
     if (!history_) return;
     auto [minute, apps] = acc_.build(minuteStart_);
-    history_->write(minute, apps);
+    StoredMinute row{minute, apps};
+    double seconds = acc_.seconds;
+    if (carried_ && carried_->minute.ts == minuteStart_) {
+        row = mergeMinute(*carried_, carriedSeconds_, row, acc_.seconds);
+        seconds += carriedSeconds_;
+    }
+    history_->write(row.minute, row.apps);
+    // Samples that follow in the same minute (after a flush) add to what is stored now.
+    carried_ = std::move(row);
+    carriedSeconds_ = seconds;
+    if (trust_.anchor()) history_->rememberClock(*trust_.anchor());
 }
 
 }  // namespace qm

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "core/Clock.h"
+#include "core/ClockTrust.h"
 #include "core/Defaults.h"
 #include "core/HistorySink.h"
 #include "core/Platform.h"
@@ -45,6 +46,12 @@ public:
     std::function<void(const std::vector<TimelineEvent>&)> onEvents;
 
     // Arms the timer (on the queue) and asks the history store to prune old rows.
+    //
+    // Every tick reads the wall clock against the continuous one (ClockTrust): a tick
+    // whose wall clock jumped still reaches onSnapshot and onEvents, but nothing of it
+    // is stored and no prune counts from it, so no row is ever stamped from a clock
+    // that was set wrong. A recorder restarted within a minute adds its samples to the
+    // part of the minute the previous run stored.
     void start();
     // While true the user's refresh interval applies; turning it on runs one tick at once.
     void setLive(bool live);
@@ -65,6 +72,7 @@ public:
     int64_t tick() const { return tick_; }
     int64_t minuteStart() const { return minuteStart_; }
     const MinuteAccumulator& accumulator() const { return acc_; }
+    bool clockTrusted() const { return trust_.trusted(); }
     SerialQueue& queue() { return *queue_; }
 
     // One tick; runs on the queue (tests with a ManualQueue call it directly).
@@ -74,6 +82,7 @@ private:
     void schedule();
     void accumulate(const Snapshot& snapshot);
     void writeMinute();
+    void pruneHistory();
     void releaseFreedMemory();
     SelfCost readSelfCost();
 
@@ -107,8 +116,13 @@ private:
     std::optional<Date> lastSample_;
     std::optional<std::pair<uint64_t, uint64_t>> selfPrev_;  // own CPU time, absolute time
     std::optional<Date> bootTime_;
+    ClockTrust trust_;
     int64_t minuteStart_ = 0;
     MinuteAccumulator acc_;
+    // What an earlier run stored of the minute this one started in, and the seconds
+    // of the minute it covered.
+    std::optional<StoredMinute> carried_;
+    double carriedSeconds_ = 0;
 };
 
 }  // namespace qm

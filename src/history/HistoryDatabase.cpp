@@ -3,9 +3,11 @@
 #include <sys/stat.h>
 
 #include <cmath>
+#include <ctime>
 #include <limits>
 
 #include "core/Log.h"
+#include "history/DatabaseHealth.h"
 #include "history/HistoryFiles.h"
 #include "history/HistorySQL.h"
 #include "history/RecorderLock.h"
@@ -27,8 +29,9 @@ void configureSqliteOnce() {
     (void)configured;
 }
 
-// Read-write, create, no mutex: the connection is only ever used from one queue.
-constexpr int openFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+// Read-write, create, no mutex (the connection is only ever used from one queue), and
+// never through a symlink, even one put in place after the checks.
+constexpr int openFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW;
 
 // `quillmere record` and a command such as `history erase` may share the file; a
 // writer waits this long for the other before giving up on one statement.
@@ -111,48 +114,36 @@ void HistoryDatabase::close() {
 bool HistoryDatabase::open(int64_t nowSeconds) {
     ensurePrivateDirectory(parentOf(path_));  // a failure shows up as a failed open below
     const bool recorder = RecorderLock::heldByThisProcess(path_);
-    bool hadHistory = fileBytes(path_) > 0;
-    ensurePrivateFile(path_);
-
-    // A damaged WAL still holds the transactions after the damage, which SQLite would
-    // drop and then delete: the recorder keeps a copy first, a reader leaves it alone.
-    const std::string wal = path_ + "-wal";
-    if (walIsDamaged(wal)) {
-        if (!recorder) {
-            error_ = "the history's write-ahead log " + wal +
-                     " is damaged; the recorder keeps a copy of it when it next opens the history";
-            logLine(error_);
-            return false;
-        }
-        auto copy = keepDamagedWal(path_, nowSeconds);
-        if (!copy) {
-            error_ = "the history's write-ahead log " + wal + " is damaged and no copy of it could be kept";
-            logLine(error_);
-            return false;
-        }
-        logLine("the history's write-ahead log " + wal + " is damaged; kept a copy as " + *copy);
+    recorder_ = recorder;
+    if (std::string refusal = historyPathRefusal(path_, recorder); !refusal.empty()) {
+        error_ = refusal;
+        logLine(error_);
+        return false;
     }
+    bool hadHistory = fileBytes(path_) > 0;
+    fresh_ = !hadHistory && fileBytes(path_ + "-wal") == 0;
+    createPrivateFile(path_);
 
     // A file that is not SQLite at all is moved aside before SQLite touches it: opening
     // it would discard the WAL beside it, which may hold the newest minutes.
     OpenOutcome outcome = hasDatabaseHeader(path_) ? openConnection() : OpenOutcome::unusable;
+    if (outcome == OpenOutcome::foreign) {
+        // Someone else's database is neither moved nor changed: the user named the wrong file.
+        close();
+        error_ = path_ + " is an SQLite database of another program, not a Quillmere history; it was left as it is " +
+                 "(name another file with --db or QUILLMERE_DB)";
+        logLine(error_);
+        return false;
+    }
     if (outcome == OpenOutcome::unusable && hadHistory) {
         close();
         if (!recorder) {
-            error_ = "history database " + path_ +
-                     " is damaged or not a Quillmere history; the recorder moves it aside when it next opens it";
+            error_ = damagedForReaders(path_);
             logLine(error_);
             return false;
         }
-        if (auto moved = moveDatabaseAside(path_, nowSeconds)) {
-            logLine("history database " + path_ + " was damaged; moved it to " + *moved + " and started a new one");
-            ensurePrivateFile(path_);
-            outcome = openConnection();
-        } else {
-            error_ = "history database " + path_ + " is damaged and could not be moved aside";
-            logLine(error_);
-            return false;
-        }
+        if (!startAfresh(nowSeconds, "was damaged")) return false;
+        outcome = openConnection();
     }
     if (outcome != OpenOutcome::ready) {
         if (error_.empty()) error_ = "could not open the history database " + path_ + ": " + whyUnusable(path_);
@@ -160,6 +151,7 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
         logLine(error_);
         return false;
     }
+    narrowToPrivate(path_);  // ours: its schema says so
     struct stat info {};
     if (::stat(path_.c_str(), &info) == 0) {
         device_ = info.st_dev;
@@ -170,6 +162,44 @@ bool HistoryDatabase::open(int64_t nowSeconds) {
     return true;
 }
 
+bool HistoryDatabase::startAfresh(int64_t nowSeconds, const std::string& why) {
+    // Closing would checkpoint the log into the damaged file and delete it: both go
+    // aside as they are.
+    if (db_ != nullptr) sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    close();
+    if (auto moved = moveDatabaseAside(path_, nowSeconds)) {
+        createPrivateFile(path_);
+        RecorderLock::relockDatabase(path_);
+        logLine("history database " + path_ + " " + why + "; moved it to " + *moved + " and started a new one");
+        return true;
+    }
+    error_ = "history database " + path_ + " is damaged and could not be moved aside";
+    logLine(error_);
+    return false;
+}
+
+std::string damagedForReaders(const std::string& path) {
+    return "history database " + path +
+           " is damaged; a running recorder moves it aside within a minute and starts a new one (if none runs, "
+           "start one with `quillmere record`); nothing in it is deleted";
+}
+
+void HistoryDatabase::keepDamagedWalUnderLock() {
+    // Only with the write lock held is the log still: nobody appends while it is read.
+    // SQLite has read it already (recovery) and kept what it accepts; a log with
+    // committed frames past a broken one holds work SQLite refuses, which a later
+    // write would overwrite: a copy keeps it.
+    const std::string wal = path_ + "-wal";
+    if (execSQL(db_, "BEGIN IMMEDIATE;") != SQLITE_OK) return;
+    if (walIsDamaged(wal)) {
+        if (auto copy = keepDamagedWal(path_, openedAt_))
+            logLine("the history's write-ahead log " + wal + " is damaged; kept a copy as " + *copy);
+        else
+            logLine("the history's write-ahead log " + wal + " is damaged and no copy of it could be kept");
+    }
+    execSQL(db_, "ROLLBACK;");
+}
+
 HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
     if (sqlite3_open_v2(path_.c_str(), &db_, openFlags, nullptr) != SQLITE_OK) {
         error_ = "could not open the history database " + path_ + ": " + whyUnusable(path_);
@@ -177,14 +207,21 @@ HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
         return OpenOutcome::failed;
     }
     sqlite3_busy_timeout(db_, busyTimeoutMs);
+    // Readers never checkpoint or delete the log on closing: a log the recorder has not
+    // looked at stays as it is.
+    if (!recorder_) sqlite3_db_config(db_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     // A database someone else made (other tables, or tables of our names with other
     // columns) is not ours to write into: it is checked before anything is written.
     SqliteStatement tables(db_, historysql::tableNames);
     if (!tables.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::failed;
-    if (!hasOurSchema()) return OpenOutcome::unusable;
-    execSQL(db_, historysql::journalMode);
+    if (OpenOutcome schema = schemaOutcome(); schema != OpenOutcome::ready) return schema;
+    if (recorder_) keepDamagedWalUnderLock();
     execSQL(db_, historysql::synchronousNormal);
     execSQL(db_, historysql::tempStoreMemory);
+    // Making the tables is the recorder's (or whoever starts a new file): anyone else
+    // writing here could overwrite a log the recorder has not looked at yet.
+    if (!recorder_ && !fresh_) return OpenOutcome::ready;
+    execSQL(db_, historysql::journalMode);
     int rc = execSQL(db_, historysql::schema);
     if (meansUnusable(rc)) return OpenOutcome::unusable;
     if (rc != SQLITE_OK) {
@@ -192,13 +229,60 @@ HistoryDatabase::OpenOutcome HistoryDatabase::openConnection() {
         return OpenOutcome::failed;
     }
 
-    SqliteStatement check(db_, historysql::quickCheck);
-    if (!check.prepared()) return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::failed;
-    if (check.step()) return check.textAt(0) == "ok" ? OpenOutcome::ready : OpenOutcome::unusable;
-    return meansUnusable(check.lastResult()) ? OpenOutcome::unusable : OpenOutcome::failed;
+    // Readers trust SQLite to report damage as they meet it; the recorder checks its
+    // pages once as it starts (a few seconds at most on a big history).
+    if (!recorder_) return OpenOutcome::ready;
+    constexpr double startCheckSeconds = 5;
+    switch (checkPages(db_, startCheckSeconds)) {
+        case HealthCheck::damaged: return OpenOutcome::unusable;
+        case HealthCheck::failed:
+            return meansUnusable(sqlite3_errcode(db_)) ? OpenOutcome::unusable : OpenOutcome::ready;
+        default: return OpenOutcome::ready;
+    }
 }
 
-bool HistoryDatabase::hasOurSchema() {
+bool HistoryDatabase::checkWhileRecording() {
+    if (!recorder_ || db_ == nullptr) return true;
+    // A page check that fits in a few milliseconds: a small history whole, a big one at
+    // its newest pages; the header always.
+    constexpr double pageCheckSeconds = 0.02;
+    HealthCheck result = checkHeader(db_);
+    if (result != HealthCheck::damaged) {
+        HealthCheck pages = checkPages(db_, pageCheckSeconds);
+        if (pages == HealthCheck::unfinished) pages = checkNewestPages(db_);
+        if (pages == HealthCheck::damaged) result = pages;
+    }
+    bool walDamaged = false;
+    if (result != HealthCheck::damaged && fileBytes(path_ + "-wal") <= walCheckLimit &&
+        execSQL(db_, "BEGIN IMMEDIATE;") == SQLITE_OK) {
+        walDamaged = walIsDamaged(path_ + "-wal");
+        execSQL(db_, "ROLLBACK;");
+    }
+    if (result != HealthCheck::damaged && !walDamaged) return true;
+    return recoverFromDamage();
+}
+
+bool HistoryDatabase::recoverFromDamage() {
+    damageSeen_ = false;
+    if (!startAfresh(static_cast<int64_t>(std::time(nullptr)), "was damaged while recording")) return false;
+    newestMinute_.reset();
+    error_.clear();
+    if (openConnection() != OpenOutcome::ready) {
+        if (error_.empty()) error_ = "could not start a new history database " + path_ + ": " + whyUnusable(path_);
+        close();
+        logLine(error_);
+        return false;
+    }
+    narrowToPrivate(path_);
+    struct stat info {};
+    if (::stat(path_.c_str(), &info) == 0) {
+        device_ = info.st_dev;
+        inode_ = info.st_ino;
+    }
+    return true;
+}
+
+HistoryDatabase::OpenOutcome HistoryDatabase::schemaOutcome() {
     SqliteStatement tables(db_, historysql::tableNames);
     while (tables.step()) {
         const std::string name = tables.textAt(0);
@@ -206,13 +290,16 @@ bool HistoryDatabase::hasOurSchema() {
         const std::vector<std::string>* columns = nullptr;
         for (const auto& [table, expected] : historysql::expectedColumns())
             if (name == table) columns = &expected;
-        if (columns == nullptr) return false;
+        if (columns == nullptr) return OpenOutcome::foreign;
         SqliteStatement info(db_, "PRAGMA table_info(\"" + name + "\");");
         std::vector<std::string> found;
         while (info.step()) found.push_back(info.textAt(1));
-        if (found != *columns) return false;
+        if (info.lastResult() != SQLITE_DONE)
+            return meansUnusable(info.lastResult()) ? OpenOutcome::unusable : OpenOutcome::failed;
+        if (found != *columns) return OpenOutcome::foreign;
     }
-    return tables.lastResult() == SQLITE_DONE;
+    if (tables.lastResult() == SQLITE_DONE) return OpenOutcome::ready;
+    return meansUnusable(tables.lastResult()) ? OpenOutcome::unusable : OpenOutcome::failed;
 }
 
 void HistoryDatabase::reopenIfReplaced() {
@@ -222,6 +309,7 @@ void HistoryDatabase::reopenIfReplaced() {
     if (same && db_ != nullptr) return;
     logLine("history database " + path_ + " was moved or replaced; reopening it");
     close();
+    RecorderLock::relockDatabase(path_);
     error_.clear();
     newestMinute_.reset();
     open(openedAt_);
@@ -229,6 +317,11 @@ void HistoryDatabase::reopenIfReplaced() {
 
 bool HistoryDatabase::noteWrite(int code) {
     if (code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW) return true;
+    if (meansUnusable(code) && recorder_) {
+        damageSeen_ = true;  // the caller starts a new file and says so in one line
+        error_ = "the history database " + path_ + " is damaged: " + sqlite3_errstr(code);
+        return false;
+    }
     if (writing_) {
         writing_ = false;
         logLine("could not write to the history database " + path_ + " (" + sqlite3_errstr(code) +
@@ -241,11 +334,23 @@ bool HistoryDatabase::noteWrite(int code) {
 void HistoryDatabase::noteQuery(const SqliteStatement& query) {
     if (query.prepared() && (query.lastResult() == SQLITE_DONE || query.lastResult() == SQLITE_ROW)) return;
     const int code = query.prepared() ? query.lastResult() : sqlite3_errcode(db_);
-    error_ = "could not read the history database " + path_ + ": " + sqlite3_errstr(code);
+    error_ = meansUnusable(code) && !recorder_
+                 ? damagedForReaders(path_)
+                 : "could not read the history database " + path_ + ": " + sqlite3_errstr(code);
     logLine(error_);
 }
 
 bool HistoryDatabase::write(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
+    if (writeMinute(minute, apps)) return true;
+    return damageSeen_ && recoverFromDamage() && writeMinute(minute, apps);
+}
+
+bool HistoryDatabase::write(const TimelineEvent& event) {
+    if (writeEvent(event)) return true;
+    return damageSeen_ && recoverFromDamage() && writeEvent(event);
+}
+
+bool HistoryDatabase::writeMinute(const SystemMinute& minute, const std::vector<AppMinute>& apps) {
     reopenIfReplaced();
     if (db_ == nullptr) return false;
     // A transaction left open by an earlier failed commit would swallow this minute.
@@ -315,7 +420,7 @@ bool HistoryDatabase::hasMinute(int64_t ts) {
     return query.step();
 }
 
-bool HistoryDatabase::write(const TimelineEvent& event) {
+bool HistoryDatabase::writeEvent(const TimelineEvent& event) {
     reopenIfReplaced();
     if (db_ == nullptr) return false;
     SqliteStatement insert(db_, historysql::insertEvent);

@@ -50,8 +50,14 @@ public:
     sqlite3* handle() const { return db_; }
 
     // Each returns whether the rows are now stored (false: busy, full, read-only, ...).
+    // In the recorder, a write that finds the file damaged moves it aside, starts a
+    // new one and writes there.
     bool write(const SystemMinute& minute, const std::vector<AppMinute>& apps);
     bool write(const TimelineEvent& event);
+    // The recorder's periodic check that its file is still sound (header, pages within
+    // a few milliseconds, the write-ahead log under the write lock); damage is handled
+    // as in write(). False only when no usable file could be set up.
+    bool checkWhileRecording();
     // Whether a `sys` row of this minute is stored.
     bool hasMinute(int64_t ts);
     bool prune(int64_t nowSeconds);
@@ -68,11 +74,19 @@ public:
 
 private:
     bool open(int64_t nowSeconds);
-    // Result of the open step on an existing file: usable, unusable (move aside), or failed
-    // for another reason (a full disk or a read-only folder must not cost the user the file).
-    enum class OpenOutcome { ready, unusable, failed };
+    bool writeMinute(const SystemMinute& minute, const std::vector<AppMinute>& apps);
+    bool writeEvent(const TimelineEvent& event);
+    // Moves the file (and its log) aside and makes an empty one in its place; one log line.
+    bool startAfresh(int64_t nowSeconds, const std::string& why);
+    bool recoverFromDamage();
+    void keepDamagedWalUnderLock();
+    // Result of the open step on an existing file: usable, unusable (move aside), another
+    // program's valid database (leave it alone), or failed for another reason (a full
+    // disk or a read-only folder must not cost the user the file).
+    enum class OpenOutcome { ready, unusable, foreign, failed };
     OpenOutcome openConnection();
-    bool hasOurSchema();
+    // ready when every table is one of ours with our columns; foreign otherwise.
+    OpenOutcome schemaOutcome();
     void close();
     // A write that failed: logged once per run of failures, with SQLite's reason.
     bool noteWrite(int code);
@@ -86,6 +100,12 @@ private:
     std::string error_;
     std::optional<int64_t> newestMinute_;
     bool writing_ = true;  // false while writes fail, until one succeeds again
+    bool recorder_ = false;
+    bool fresh_ = false;  // nothing was at the path (no file, no log) when it was opened
+    bool damageSeen_ = false;
+    // The log is read whole to check it; one bigger than this (right after a large
+    // prune, before its truncation) waits for the next check.
+    static constexpr uint64_t walCheckLimit = 16u << 20;
     dev_t device_ = 0;
     ino_t inode_ = 0;
     int64_t openedAt_ = 0;
@@ -107,6 +127,9 @@ public:
 private:
     sqlite3* db_ = nullptr;
 };
+
+// What a reader says when the history is damaged: what happens to it and what to do.
+std::string damagedForReaders(const std::string& path);
 
 // Dates are whole seconds since 1970, truncated toward zero; dates beyond the range
 // of Int64 seconds are clamped rather than trusted.

@@ -19,25 +19,67 @@ std::string defaultHistoryPath() {
     return dataDirectory() + "/history.sqlite";
 }
 
-bool ensurePrivateDirectory(const std::string& path) {
+namespace {
+
+bool makeDirectories(const std::string& path) {
     if (path.empty()) return false;
     struct stat info {};
     if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
     auto slash = path.find_last_of('/');
-    if (slash != std::string::npos && slash > 0) ensurePrivateDirectory(path.substr(0, slash));
+    if (slash != std::string::npos && slash > 0) makeDirectories(path.substr(0, slash));
     if (::mkdir(path.c_str(), 0700) == 0) return true;
     return errno == EEXIST;
 }
 
-void ensurePrivateFile(const std::string& path) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd >= 0) {
-        ::close(fd);
-        return;
-    }
+std::string withoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
+}
+
+}  // namespace
+
+bool ensurePrivateDirectory(const std::string& path) {
+    if (!makeDirectories(path)) return false;
+    // The data folder holds the history and settings: it is the user's alone. Only the
+    // folder itself, not one a symlink leads to, and only when it is ours.
+    if (withoutTrailingSlashes(path) != withoutTrailingSlashes(dataDirectory())) return true;
     struct stat info {};
-    if (::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && (info.st_mode & 0077) != 0)
+    if (::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid() &&
+        (info.st_mode & 0077) != 0)
+        ::chmod(path.c_str(), 0700);
+    return true;
+}
+
+void createPrivateFile(const std::string& path) {
+    // O_EXCL with O_CREAT never follows a symlink, dangling or not.
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd >= 0) ::close(fd);
+}
+
+void narrowToPrivate(const std::string& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == ::geteuid() &&
+        (info.st_mode & 0077) != 0)
         ::chmod(path.c_str(), 0600);
+}
+
+std::string historyPathRefusal(const std::string& path, bool writing) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) == 0) {
+        if (S_ISLNK(info.st_mode))
+            return path +
+                   " is a symbolic link; Quillmere opens only the history file itself (name it with --db or "
+                   "QUILLMERE_DB)";
+        if (writing && info.st_uid != ::geteuid())
+            return path + " belongs to another user (uid " + std::to_string(info.st_uid) +
+                   "); only that user records into it";
+    }
+    auto slash = path.find_last_of('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+    if (writing && ::stat(folder.c_str(), &info) == 0 && info.st_uid != ::geteuid() && ::geteuid() == 0)
+        return "the folder " + folder + " belongs to another user (uid " + std::to_string(info.st_uid) +
+               "); only that user records into it";
+    return {};
 }
 
 std::string whyUnusable(const std::string& path) {

@@ -11,13 +11,24 @@ namespace qm {
 // Where the history lives: $QUILLMERE_DB when set, else <data directory>/history.sqlite.
 std::string defaultHistoryPath();
 
-// Creates the folder and any missing parents; folders created here are private (0700).
-// Returns false when the folder does not exist afterwards.
+// Creates the folder and any missing parents; folders created here are private (0700),
+// and the data folder, when it is ours, is narrowed to 0700 if it was wider. Returns
+// false when the folder does not exist afterwards.
 bool ensurePrivateDirectory(const std::string& path);
 
-// Creates an empty file readable by the user only (0600) when none exists, and
-// narrows an existing file to 0600. SQLite gives its -wal and -shm files the same mode.
-void ensurePrivateFile(const std::string& path);
+// Creates an empty file readable by the user only (0600) when nothing is at `path`;
+// never follows a symlink (a dangling one creates nothing).
+void createPrivateFile(const std::string& path);
+
+// Narrows the file to 0600 when it is a regular file of this user: only the history
+// Quillmere made is changed, never a file reached through a link or another user's.
+// SQLite gives its -wal and -shm files the same mode.
+void narrowToPrivate(const std::string& path);
+
+// Why the history at `path` must not be opened, or empty when it may: a symlink (the
+// file itself must be named), or, for the recorder (`writing`), a file or folder of
+// another user (as root, recording would write into someone else's history).
+std::string historyPathRefusal(const std::string& path, bool writing);
 
 // Why the database file cannot be opened for reading and writing, in words ("it is a
 // folder", "Permission denied", "Read-only file system"); for the one-line error.

@@ -114,6 +114,4 @@ inline constexpr const char* appMinutesInRange =
     "SELECT ts,key,name,cpu,mem,energy,disk_w FROM app WHERE ts >= ? AND ts <= ? ORDER BY ts, "
     "key;";
 
-inline constexpr const char* quickCheck = "PRAGMA quick_check;";
-
 }  // namespace qm::historysql

@@ -1,7 +1,6 @@
 #include "history/HistoryStore.h"
 
 #include <algorithm>
-#include <cmath>
 #include <type_traits>
 
 #include "core/Log.h"
@@ -16,14 +15,8 @@ HistoryStore::HistoryStore(std::string path, SerialQueue* completionQueue, const
       completionQueue_(completionQueue),
       queue_(makeThreadQueue("app.quillmere.history")) {
     queue_->sync([this] {
-        wallAtOpen_ = wholeSeconds(clock_.now());
-        continuousAtOpen_ = clock_.continuous();
-        db_ = std::make_unique<HistoryDatabase>(path_, wallAtOpen_);
-        // Stored minutes were written by a clock that was right then, or the newest of
-        // them would not be older than now: whichever is earlier is the latest moment
-        // a prune may count from, plus the time that really passes from here.
-        anchor_ = wallAtOpen_;
-        if (auto newest = db_->newestMinute()) anchor_ = std::min(anchor_, *newest + 60);
+        db_ = std::make_unique<HistoryDatabase>(path_, wholeSeconds(clock_.now()));
+        clockAnchor_ = readClockAnchor(path_);
     });
 }
 
@@ -79,7 +72,9 @@ void HistoryStore::write(const SystemMinute& minute, const std::vector<AppMinute
                 stored = stored || m->minute.ts == minute.ts;
             }
         }
-        if (stored) {
+        // The newest minute is written again by a recorder restarted within it, with
+        // the stored part merged in.
+        if (stored && minute.ts != newest) {
             if (!holdingBack_)
                 logLine("the clock is behind the newest recorded minute (" +
                         Fmt::dayTime(static_cast<Date>(newest.value_or(minute.ts))) +
@@ -90,6 +85,14 @@ void HistoryStore::write(const SystemMinute& minute, const std::vector<AppMinute
         if (holdingBack_ && newest && minute.ts > *newest) {
             logLine("the clock has passed the newest recorded minute; recording goes on as before");
             holdingBack_ = false;
+        }
+        // Once a minute, before writing into it, the recorder makes sure its file is
+        // still sound.
+        constexpr double checkEvery = 55;
+        const double now = clock_.monotonic();
+        if (!lastHealthCheck_ || now - *lastHealthCheck_ >= checkEvery) {
+            lastHealthCheck_ = now;
+            db_->checkWhileRecording();
         }
         enqueue(PendingMinute{minute, apps});
     });
@@ -128,25 +131,37 @@ void HistoryStore::writePending() {
     }
 }
 
-std::optional<int64_t> HistoryStore::pruneTime() {
-    const double elapsed = clock_.continuous() - continuousAtOpen_;
-    const int64_t wall = wholeSeconds(clock_.now());
-    // The wall clock should have moved as far as the machine's own running time; if
-    // it did not, someone changed it and it cannot be trusted to delete anything.
-    constexpr double tolerance = 120;
-    if (std::fabs(static_cast<double>(wall - wallAtOpen_) - elapsed) > tolerance) {
-        if (!pruneSkipLogged_)
-            logLine("the clock changed while recording; old history is not pruned until the next start");
-        pruneSkipLogged_ = true;
-        return std::nullopt;
-    }
-    return std::min(wall, anchor_ + static_cast<int64_t>(elapsed));
+void HistoryStore::prune(int64_t now) {
+    queue_->post([this, now] {
+        writePending();
+        // Stored minutes come from a clock the recorder trusted: retention never counts
+        // from past the newest of them, whatever `now` says.
+        int64_t from = now;
+        if (auto newest = db_->newestMinute()) from = std::min(from, *newest + 60);
+        db_->prune(from);
+    });
 }
 
-void HistoryStore::prune() {
-    queue_->post([this] {
-        writePending();
-        if (auto now = pruneTime()) db_->prune(*now);
+std::optional<StoredMinute> HistoryStore::storedMinute(int64_t ts) {
+    std::optional<StoredMinute> found;
+    queue_->sync([&] {
+        auto rows = db_->systemMinutes(ts, ts, 60);
+        if (rows.empty()) return;
+        found = StoredMinute{rows.front(), db_->appMinutes(ts, ts)};
+    });
+    return found;
+}
+
+std::optional<ClockAnchor> HistoryStore::rememberedClock() {
+    std::optional<ClockAnchor> anchor;
+    queue_->sync([&] { anchor = clockAnchor_; });
+    return anchor;
+}
+
+void HistoryStore::rememberClock(const ClockAnchor& anchor) {
+    queue_->post([this, anchor] {
+        clockAnchor_ = anchor;
+        writeClockAnchor(path_, anchor);
     });
 }
 

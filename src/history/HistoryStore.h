@@ -6,12 +6,14 @@
 // when the database is unavailable writes wait in memory and queries answer empty, and
 // error() says in one line what went wrong, for the commands to report and exit on.
 //
-// The store guards the history against a wrong clock: a prune never reaches past what
-// the time elapsed since opening allows (so a clock 40 days ahead deletes nothing), and
-// is skipped while the wall clock disagrees with the machine's own running time; a
-// minute at or before the newest stored one (the clock was set back) is not written
-// over it. Writes that fail (a busy or full database) wait in memory, at most an hour
-// of minutes, and are retried in order.
+// The store guards the history against a wrong clock together with the sampler,
+// which stores nothing stamped from a clock that jumped (ClockTrust, whose last trusted
+// reading is kept in "<database>.clock") and prunes from a time it trusts. A prune
+// never counts from later than the newest stored minute either. A minute
+// before the newest stored one (a clock set back) is not written over it; the newest
+// one itself is, since a restarted recorder merges its samples into it. Writes that
+// fail (a busy or full database) wait in memory, at most an hour of minutes, and are
+// retried in order.
 #pragma once
 
 #include <atomic>
@@ -29,6 +31,7 @@
 #include "core/HistorySink.h"
 #include "core/Queue.h"
 #include "core/Snapshot.h"
+#include "history/ClockFile.h"
 #include "history/HistoryDatabase.h"
 
 namespace qm {
@@ -60,8 +63,11 @@ public:
     void write(const SystemMinute& minute, const std::vector<AppMinute>& apps) override;
     void write(const TimelineEvent& event) override;
     // Drops app rows older than 31 days and system rows and events older than 366 days,
-    // then truncates the WAL.
-    void prune() override;
+    // counted from `now` (capped as above), then truncates the WAL.
+    void prune(int64_t now) override;
+    std::optional<StoredMinute> storedMinute(int64_t ts) override;
+    std::optional<ClockAnchor> rememberedClock() override;
+    void rememberClock(const ClockAnchor& anchor) override;
     void eraseAll();
     // Erases at once (the caller waits); false with error() set when it failed.
     bool eraseAllNow();
@@ -113,18 +119,14 @@ private:
     // On queue_: queues a write and writes everything waiting, oldest first, until one fails.
     void enqueue(PendingWrite write);
     void writePending();
-    // On queue_: the time a prune may count from, or absent when the clocks disagree.
-    std::optional<int64_t> pruneTime();
 
     std::string path_;
     const Clock& clock_;
     // Kept on queue_.
     std::deque<PendingWrite> pending_;
-    int64_t wallAtOpen_ = 0;
-    double continuousAtOpen_ = 0;
-    int64_t anchor_ = 0;  // no prune counts from later than this plus the time since opening
+    std::optional<ClockAnchor> clockAnchor_;
     bool holdingBack_ = false;
-    bool pruneSkipLogged_ = false;
+    std::optional<double> lastHealthCheck_;  // monotonic time of the recorder's last file check
     std::atomic<SerialQueue*> completionQueue_;
     std::unique_ptr<SerialQueue> queue_;
     std::unique_ptr<HistoryDatabase> db_;  // used only on queue_

@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <mutex>
-#include <set>
 
 #include "core/FileRead.h"
 
@@ -20,8 +21,8 @@ namespace {
 // runs in the recorder without a second open of the lock file (flock is per open
 // file, so a second open in the same process would be refused).
 std::mutex heldLock;
-std::set<std::string>& heldPaths() {
-    static std::set<std::string> paths;
+std::map<std::string, RecorderLock*>& heldPaths() {
+    static std::map<std::string, RecorderLock*> paths;
     return paths;
 }
 
@@ -45,10 +46,11 @@ std::string resolvedDatabasePath(const std::string& databasePath) {
     return resolved.string();
 }
 
-RecorderLock::RecorderLock(const std::string& databasePath) : path_(lockPathFor(databasePath)) {
-    fd_ = aboveStandardStreams(::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+RecorderLock::RecorderLock(const std::string& databasePath)
+    : path_(lockPathFor(databasePath)), databasePath_(databasePath) {
+    fd_ = aboveStandardStreams(::open(path_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (fd_ < 0) {
-        error_ = std::strerror(errno);
+        error_ = "cannot use " + path_ + ": " + std::strerror(errno);
         return;
     }
     if (::flock(fd_, LOCK_EX | LOCK_NB) != 0) {
@@ -56,10 +58,15 @@ RecorderLock::RecorderLock(const std::string& databasePath) : path_(lockPathFor(
             if (auto pid = parseInt(trim(*text)); pid && *pid > 0) holder_ = static_cast<pid_t>(*pid);
         return;
     }
+    if (!lockDatabase(databasePath_)) {
+        ::close(fd_);  // releases the lock of this name
+        fd_ = -1;
+        return;
+    }
     acquired_ = true;
     {
         std::lock_guard guard(heldLock);
-        heldPaths().insert(path_);
+        heldPaths()[path_] = this;
     }
     const std::string pid = std::to_string(::getpid()) + "\n";
     if (::ftruncate(fd_, 0) == 0) {
@@ -67,7 +74,42 @@ RecorderLock::RecorderLock(const std::string& databasePath) : path_(lockPathFor(
     }
 }
 
+bool RecorderLock::lockDatabase(const std::string& databasePath) {
+    // The database itself, never through a symlink; made here when it does not exist yet.
+    int fd = aboveStandardStreams(::open(databasePath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (fd < 0) {
+        error_ = errno == ELOOP ? databasePath + " is a symbolic link; name the history file itself"
+                                : "cannot open " + databasePath + ": " + std::strerror(errno);
+        return false;
+    }
+    struct stat info {};
+    std::string refusal;
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))
+        refusal = databasePath + " is not a regular file";
+    else if (info.st_nlink > 1)
+        refusal = databasePath + " has " + std::to_string(info.st_nlink) +
+                  " names (hard links); SQLite keeps one write-ahead log per name, so recording into it could lose "
+                  "minutes: remove the other names first";
+    else if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
+        refusal = "another recorder is already recording to " + databasePath + " under another name";
+    if (!refusal.empty()) {
+        ::close(fd);
+        error_ = refusal;
+        return false;
+    }
+    if (databaseFd_ >= 0) ::close(databaseFd_);
+    databaseFd_ = fd;
+    return true;
+}
+
+bool RecorderLock::relockDatabase(const std::string& databasePath) {
+    std::lock_guard guard(heldLock);
+    auto held = heldPaths().find(lockPathFor(databasePath));
+    return held != heldPaths().end() && held->second->lockDatabase(databasePath);
+}
+
 RecorderLock::~RecorderLock() {
+    if (databaseFd_ >= 0) ::close(databaseFd_);
     if (fd_ < 0) return;
     if (acquired_) {
         {

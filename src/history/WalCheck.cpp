@@ -56,7 +56,9 @@ bool walIsDamaged(const std::string& walPath) {
         // Frames of an earlier generation (other salts) are leftovers, not damage.
         const bool current = bigEndian(wal, at + 8) == salt1 && bigEndian(wal, at + 12) == salt2;
         if (failed) {
-            if (current) return true;  // valid-looking frames after the break: work SQLite would drop
+            // A commit after the break: committed work SQLite would drop. Frames of a
+            // transaction that never committed (a writer killed half-way) are not.
+            if (current && bigEndian(wal, at + 4) != 0) return true;
             continue;
         }
         if (!current) return false;

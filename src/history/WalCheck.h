@@ -10,8 +10,9 @@
 
 namespace qm {
 
-// True when `walPath` holds frames of the current log generation after the first
-// frame (or header) whose checksum fails: committed work SQLite would drop.
+// True when `walPath` holds a commit frame of the current log generation after the
+// first frame (or header) whose checksum fails: committed work SQLite would drop.
+// Only meaningful while no writer appends (the caller holds the write lock).
 bool walIsDamaged(const std::string& walPath);
 
 // Copies the log to "<database>.wal-damaged-YYYYMMDD-HHMMSSZ" (a copy: the original

@@ -102,11 +102,11 @@ public:
         minutes.push_back({minute, apps});
     }
     void write(const TimelineEvent& event) override { events.push_back(event); }
-    void prune() override { ++prunes; }
+    void prune(int64_t now) override { pruneTimes.push_back(now); }
 
     std::vector<MinuteWrite> minutes;
     std::vector<TimelineEvent> events;
-    int prunes = 0;
+    std::vector<int64_t> pruneTimes;
 };
 
 // Emits the events queued in `next` on the following tick.

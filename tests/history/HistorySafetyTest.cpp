@@ -60,51 +60,28 @@ void recordThirtyDays(const std::string& path) {
 
 }  // namespace
 
-TEST(HistorySafety, AClockAheadAtStartOrChangedWhileRunningPrunesNothingACorrectClockWouldKeep) {
+TEST(HistorySafety, APruneNeverCountsFromPastTheNewestStoredMinute) {
     TempDirectory dir;
     const std::string path = dir.file("history.sqlite");
     recordThirtyDays(path);
     const int64_t apps = count(path, "app"), minutes = count(path, "sys"), events = count(path, "event");
     ASSERT_GT(apps, 700);
 
-    // Started 40 days ahead, then a year ahead: the first prune deletes nothing.
+    // Asked to prune from 40 days or a year ahead: nothing a correct clock would keep goes.
+    HistoryStore store(path);
     for (int64_t ahead : {40 * day, 400 * day}) {
-        ManualClock wrong(realNow + ahead);
-        HistoryStore store(path, nullptr, wrong);
-        store.prune();
+        store.prune(realNow + ahead);
         store.waitUntilIdle();
         EXPECT_EQ(count(path, "app"), apps) << ahead;
         EXPECT_EQ(count(path, "sys"), minutes) << ahead;
         EXPECT_EQ(count(path, "event"), events) << ahead;
     }
-
-    // Changed while running: the wall clock no longer agrees with the elapsed time, so
-    // the prune waits (and says so once).
-    {
-        LogCapture log;
-        ManualClock clock(realNow + 60);
-        HistoryStore store(path, nullptr, clock);
-        clock.set(realNow + 400 * day);
-        store.prune();
-        store.prune();
-        store.waitUntilIdle();
-        EXPECT_EQ(count(path, "sys"), minutes);
-        EXPECT_EQ(log.lines().size(), 1u);
-    }
-
-    // A correct clock a few days on still prunes what is really past its retention.
-    {
-        ManualClock later(realNow + 3 * day);
-        HistoryStore store(path, nullptr, later);
-        later.advance(2 * day);  // the recorder ran for two days
-        store.prune();
-        store.waitUntilIdle();
-        const int64_t kept = count(path, "app");
-        EXPECT_LT(kept, apps);
-        // Only rows older than 31 days before (newest minute + two days) went.
-        EXPECT_GE(kept, apps - 25 * 2);
-        EXPECT_EQ(count(path, "sys"), minutes);
-    }
+    // Once minutes two days on are stored, what is then past its retention goes.
+    store.write(minuteAt(realNow + 2 * day), {});
+    store.prune(realNow + 2 * day + 60);
+    store.waitUntilIdle();
+    EXPECT_EQ(count(path, "app"), apps - 25);  // the first day and an hour of hourly rows
+    EXPECT_EQ(count(path, "sys"), minutes + 1);
 }
 
 TEST(HistorySafety, AClockSetBackNeverWritesOverRecordedMinutes) {
@@ -113,12 +90,16 @@ TEST(HistorySafety, AClockSetBackNeverWritesOverRecordedMinutes) {
     HistoryStore store(dir.file("history.sqlite"));
     for (int i = 0; i < 10; ++i)
         store.write(minuteAt(realNow + 60 * i, 10), {{realNow + 60 * i, "proc:a", "a", 10, 1, 0, 0}});
-    // Set back ten minutes: the same minutes come again with other figures.
-    for (int i = 0; i < 10; ++i)
+    // Set back ten minutes: the same minutes come again with other figures. The newest
+    // one is written again (a restarted recorder merges its samples into it); the
+    // others are left as they are.
+    for (int i = 0; i < 9; ++i)
         store.write(minuteAt(realNow + 60 * i, 99), {{realNow + 60 * i, "proc:a", "a", 99, 1, 0, 0}});
+    store.write(minuteAt(realNow + 540, 50), {{realNow + 540, "proc:a", "a", 50, 1, 0, 0}});
     store.write(minuteAt(realNow + 600, 50), {});  // the clock passed the newest minute
-    for (const SystemMinute& m : store.systemMinutesSync(realNow, realNow + 540, 60)) EXPECT_EQ(m.cpu, 10) << m.ts;
-    for (const AppMinute& a : store.appMinutesSync(realNow, realNow + 540)) EXPECT_EQ(a.cpu, 10) << a.ts;
+    for (const SystemMinute& m : store.systemMinutesSync(realNow, realNow + 480, 60)) EXPECT_EQ(m.cpu, 10) << m.ts;
+    for (const AppMinute& a : store.appMinutesSync(realNow, realNow + 480)) EXPECT_EQ(a.cpu, 10) << a.ts;
+    EXPECT_EQ(store.systemMinutesSync(realNow + 540, realNow + 540, 60).at(0).cpu, 50);
     EXPECT_EQ(store.systemMinutesSync(realNow + 600, realNow + 600, 60).size(), 1u);
     ASSERT_EQ(log.lines().size(), 2u);  // once when it began, once when it ended
     EXPECT_NE(log.lines()[0].find("clock is behind"), std::string::npos);
@@ -152,34 +133,54 @@ TEST(HistorySafety, ABusyDatabaseDelaysMinutesAndWritesThemInOrderLater) {
     EXPECT_NE(log.lines()[1].find("works again"), std::string::npos);
 }
 
-TEST(HistorySafety, OnlyTheRecorderMovesADamagedOrForeignDatabaseAside) {
+TEST(HistorySafety, AnotherProgramsDatabaseAndFilesBehindLinksAreLeftExactlyAsTheyWere) {
     TempDirectory dir;
-    const std::string path = dir.file("history.sqlite");
-    // A valid SQLite file whose `sys` table is someone else's.
-    rawExec(path, "CREATE TABLE sys(name TEXT, value TEXT); INSERT INTO sys VALUES('theirs', 'keep me');");
+    const auto contents = [](const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    };
+    const auto mode = [](const std::string& file) {
+        return std::filesystem::status(file).permissions() & std::filesystem::perms::mask;
+    };
+    // A valid SQLite file of another program, readable by everyone, as its program left it.
+    const std::string places = dir.file("places.sqlite");
+    rawExec(places, "CREATE TABLE moz_places(url TEXT); INSERT INTO moz_places VALUES('keep me');");
+    std::filesystem::permissions(places, std::filesystem::perms(0644));
+    // A history of someone else's, reached through a link; and a link to nothing.
+    const std::string theirs = dir.file("theirs.sqlite");
     {
-        LogCapture log;
-        HistoryStore reader(path);
-        EXPECT_FALSE(reader.isOpen());
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_NE(log.lines()[0].find(path), std::string::npos);
-        EXPECT_NE(reader.error().find("damaged"), std::string::npos);
+        HistoryStore store(theirs);
+        store.write(minuteAt(realNow), {});
     }
-    EXPECT_EQ(count(path, "sys"), 1);  // left exactly where it was
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
+    std::filesystem::permissions(theirs, std::filesystem::perms(0644));
+    std::filesystem::create_symlink(theirs, dir.file("link.sqlite"));
+    std::filesystem::create_symlink(dir.file("nowhere/x.sqlite"), dir.file("dangling.sqlite"));
+    const std::string placesBefore = contents(places), theirsBefore = contents(theirs);
 
-    RecorderLock lock(path);
-    ASSERT_TRUE(lock.acquired());
     LogCapture log;
-    HistoryStore recorder(path);
-    ASSERT_TRUE(recorder.isOpen());
-    recorder.write(minuteAt(realNow), {});
-    EXPECT_EQ(recorder.systemMinutesSync(realNow, realNow, 60).size(), 1u);
-    bool keptAside = false;
+    for (const std::string& name : {places, dir.file("link.sqlite"), dir.file("dangling.sqlite")}) {
+        {
+            HistoryStore reader(name);
+            EXPECT_FALSE(reader.isOpen()) << name;
+        }
+        RecorderLock lock(name);
+        if (lock.acquired()) {
+            HistoryStore recorder(name);
+            EXPECT_FALSE(recorder.isOpen()) << name;
+        } else {
+            EXPECT_NE(lock.error().find("symbolic link"), std::string::npos) << name << ": " << lock.error();
+        }
+    }
+    ASSERT_EQ(log.lines().size(), 4u);  // the reader and the recorder each said why, once a file
+    EXPECT_NE(log.lines()[0].find("another program"), std::string::npos) << log.lines()[0];
+    EXPECT_NE(log.lines()[2].find("symbolic link"), std::string::npos) << log.lines()[2];
+    EXPECT_EQ(contents(places), placesBefore);
+    EXPECT_EQ(contents(theirs), theirsBefore);
+    EXPECT_EQ(mode(places), std::filesystem::perms(0644));
+    EXPECT_EQ(mode(theirs), std::filesystem::perms(0644));
+    EXPECT_FALSE(std::filesystem::exists(dir.file("nowhere")));
     for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
-        if (entry.path().string().find(".corrupt-") != std::string::npos && entry.path().extension() != ".sqlite-wal")
-            keptAside = keptAside || count(entry.path().string(), "sys") == 1;
-    EXPECT_TRUE(keptAside);
+        EXPECT_EQ(entry.path().string().find(".corrupt-"), std::string::npos) << entry.path();
 }
 
 TEST(HistorySafety, TheRecorderReopensAFileThatWasReplacedUnderIt) {
@@ -235,13 +236,15 @@ TEST(HistorySafety, ADamagedWriteAheadLogIsKeptNeverDropped) {
     ASSERT_TRUE(walIsDamaged(path + "-wal"));
     const uint64_t walSize = std::filesystem::file_size(path + "-wal");
     {
+        // A reader reads what SQLite accepts and leaves the log as it found it: it
+        // neither checkpoints nor deletes it on closing.
         LogCapture log;
         HistoryStore reader(path);
-        EXPECT_FALSE(reader.isOpen());
-        ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_NE(log.lines()[0].find("write-ahead log"), std::string::npos);
+        EXPECT_TRUE(reader.isOpen());
+        EXPECT_TRUE(log.lines().empty());
     }
     ASSERT_TRUE(std::filesystem::exists(path + "-wal"));
+    EXPECT_TRUE(walIsDamaged(path + "-wal"));
     EXPECT_EQ(std::filesystem::file_size(path + "-wal"), walSize);
 
     RecorderLock lock(path);
@@ -253,4 +256,51 @@ TEST(HistorySafety, ADamagedWriteAheadLogIsKeptNeverDropped) {
         if (entry.path().string().find(".wal-damaged-") != std::string::npos)
             copied = std::filesystem::file_size(entry.path()) == walSize;
     EXPECT_TRUE(copied);
+}
+
+TEST(HistorySafety, DamageToTheHeaderTheMiddleOrTheLogOfALiveRecordersFileIsHandledWithinAMinute) {
+    struct Damage {
+        const char* what;
+        const char* file;
+        std::streamoff at;
+        size_t bytes;
+    };
+    for (const Damage& damage : {Damage{"header", "", 0, 100}, Damage{"middle", "", 4096 * 3, 4096 * 4},
+                                 Damage{"log", "-wal", 32 + (24 + 4096) + 24 + 100, 64}}) {
+        SCOPED_TRACE(damage.what);
+        TempDirectory dir;
+        const std::string path = dir.file("history.sqlite");
+        RecorderLock lock(path);
+        ASSERT_TRUE(lock.acquired());
+        ManualClock clock(realNow);
+        HistoryStore recorder(path, nullptr, clock);
+        for (int i = 0; i < 300; ++i)
+            recorder.write(minuteAt(realNow - 60 * i), {{realNow - 60 * i, "proc:a", "a", 1, 1, 0, 0}});
+        // The main file holds the pages; for the log, a few minutes more are only in it.
+        recorder.prune(realNow);
+        for (int i = 1; i <= 5; ++i) recorder.write(minuteAt(realNow + 60 * i), {});
+        recorder.waitUntilIdle();
+        {
+            std::fstream file(path + damage.file, std::ios::in | std::ios::out | std::ios::binary);
+            file.seekp(damage.at);
+            const std::string noise(damage.bytes, '\x5a');
+            file.write(noise.data(), static_cast<std::streamsize>(noise.size()));
+        }
+
+        LogCapture log;
+        clock.advance(60);
+        recorder.write(minuteAt(realNow + 360), {});
+        recorder.waitUntilIdle();
+        ASSERT_EQ(log.lines().size(), 1u);
+        EXPECT_NE(log.lines()[0].find("damaged while recording"), std::string::npos) << log.lines()[0];
+        bool keptAside = false;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
+            keptAside = keptAside || entry.path().filename().string().rfind("history.sqlite.corrupt-", 0) == 0;
+        EXPECT_TRUE(keptAside);
+        // The fresh file holds the new minute, and a reader reads it.
+        HistoryStore reader(path);
+        ASSERT_TRUE(reader.isOpen()) << reader.error();
+        EXPECT_EQ(reader.systemMinutesSync(realNow, realNow + 3600, 60).size(), 1u);
+        EXPECT_TRUE(reader.error().empty());
+    }
 }

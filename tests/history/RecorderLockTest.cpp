@@ -32,6 +32,18 @@ TEST(RecorderLock, EveryNameOfTheSameFileMeetsTheSameLock) {
         EXPECT_TRUE(RecorderLock::heldByThisProcess(other)) << other;
     }
     EXPECT_FALSE(RecorderLock::heldByThisProcess(dir.file("other.sqlite")));
+
+    // Names no resolving reveals: a hard link (two names, two write-ahead logs), and
+    // the file renamed under the recorder (one name, but the file is locked).
+    std::filesystem::create_hard_link(real, dir.file("hard.sqlite"));
+    RecorderLock hard(dir.file("hard.sqlite"));
+    EXPECT_FALSE(hard.acquired());
+    EXPECT_NE(hard.error().find("hard links"), std::string::npos) << hard.error();
+    std::filesystem::remove(dir.file("hard.sqlite"));
+    std::filesystem::rename(real, dir.file("renamed.sqlite"));
+    RecorderLock renamed(dir.file("renamed.sqlite"));
+    EXPECT_FALSE(renamed.acquired());
+    EXPECT_NE(renamed.error().find("under another name"), std::string::npos) << renamed.error();
 }
 
 TEST(RecorderLock, NeverTakesAStandardStreamAndIsReleasedWhenDestroyed) {
