@@ -157,7 +157,7 @@ Fixture& month() {
         }
         f.store->waitUntilIdle();
         f.writeSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-        f.store->prune();  // folds the WAL into the file, as every six hours in use
+        f.store->prune(f.end);  // folds the WAL into the file, as every six hours in use
         f.store->waitUntilIdle();
         f.bytesPerDay = static_cast<double>(f.store->fileSize()) / daysOfHistory;
         std::printf(

@@ -156,6 +156,29 @@ void runGet(const ConfigOptions& options) {
     print((value ? show(*value) : std::string("(unset)")) + "\n");
 }
 
+// A change that could not be written (the line saying why is out already) is a failure.
+void exitIfNotSaved() {
+    if (auto* file = dynamic_cast<FileDefaults*>(&Defaults::shared()); file && file->saveFailed()) exitWith(1);
+}
+
+// The value as stored, and what is in force when that differs: a number edited into
+// the file beyond its range is read as the range's end.
+std::string storedAndInForce(const KnownSetting& setting, const SettingValue& stored) {
+    std::string text = show(stored);
+    const auto range = settingRange(setting.key);
+    const double* number = std::get_if<double>(&stored);
+    const auto* whole = std::get_if<int64_t>(&stored);
+    if (range && (number || whole)) {
+        const double value = number ? *number : static_cast<double>(*whole);
+        if (const double used = clampToRange(setting.key, value); used != value)
+            text += " (" + show(SettingValue(used)) + " in force: stored value is outside " + describe(*range) + ")";
+    }
+    if (std::string(setting.key) == "menuBar.style")
+        if (const auto* style = std::get_if<std::string>(&stored); style && !menuBarStyleFromRaw(*style))
+            text += " (not a style: the default is in force)";
+    return text;
+}
+
 void runSet(const ConfigOptions& options) {
     const KnownSetting& setting = requireKnown(options.key);
     auto value = parseValue(setting, options.value);
@@ -170,11 +193,13 @@ void runSet(const ConfigOptions& options) {
         exitWith(2);
     }
     Defaults::shared().set(setting.key, *value);
+    exitIfNotSaved();
 }
 
 void runUnset(const ConfigOptions& options) {
     const KnownSetting& setting = requireKnown(options.key);
     Defaults::shared().remove(setting.key);
+    exitIfNotSaved();
 }
 
 void runList(bool json) {
@@ -208,7 +233,7 @@ void runList(bool json) {
         if (!usedHere(setting)) continue;
         std::string key = setting.key;
         auto it = stored.find(key);
-        std::string value = it != stored.end() ? show(it->second)
+        std::string value = it != stored.end() ? storedAndInForce(setting, it->second)
                             : setting.fallback ? show(*setting.fallback) + " (default)"
                                                : std::string("(unset)");
         std::string type = typeName(setting.type);

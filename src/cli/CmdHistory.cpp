@@ -1,5 +1,9 @@
 // quillmere history size | erase --yes | export: look after the minute history.
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
@@ -42,6 +46,13 @@ uint64_t bytesOnDisk(const std::string& path) { return fileBytes(path) + fileByt
 
 void runSize(const HistoryOptions& options) {
     std::string path = databasePath(options);
+    // No file is 0 bytes of history; a file that cannot be looked at is not.
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0 && errno != ENOENT) {
+        std::fprintf(stderr, "quillmere history size: cannot read %s: %s\n", terminalSafe(path).c_str(),
+                     std::strerror(errno));
+        exitWith(1);
+    }
     uint64_t bytes = bytesOnDisk(path);
     if (options.json) {
         print(jsonText({{"path", path}, {"bytes", bytes}, {"text", Fmt::bytes(static_cast<double>(bytes))}}, 2) + "\n");

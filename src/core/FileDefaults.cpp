@@ -175,6 +175,7 @@ std::map<std::string, SettingValue> FileDefaults::all() const {
 }
 
 void FileDefaults::saveLocked() {
+    saveFailed_ = true;  // until the file is written
     if (unreadable_) {
         // Saving would replace the user's settings with only the one just changed.
         logLine("could not save settings: " + path_ + " cannot be read, so it is left as it is");
@@ -191,7 +192,11 @@ void FileDefaults::saveLocked() {
         logLine("settings file " + path_ + " was not valid JSON; kept it as " + aside);
         malformed_ = false;
     }
-    if (!replaceFile(path_, jsonText(encode(values_), 2) + "\n")) logLine("could not save settings to " + path_);
+    if (!replaceFile(path_, jsonText(encode(values_), 2) + "\n")) {
+        logLine("could not save settings to " + path_);
+        return;
+    }
+    saveFailed_ = false;
     stamp_ = stampOf(path_);
 }
 

@@ -31,6 +31,11 @@ public:
     std::map<std::string, SettingValue> all() const override;
 
     const std::string& path() const { return path_; }
+    // Whether the last change could not be written to the file (it was logged).
+    bool saveFailed() const {
+        std::lock_guard guard(lock_);
+        return saveFailed_;
+    }
     // Re-reads the file if it changed since the last read and notifies observers.
     void reloadIfChanged() const;
 
@@ -58,6 +63,7 @@ private:
     mutable bool loaded_ = false;
     mutable bool malformed_ = false;
     mutable bool unreadable_ = false;  // too large or not readable: never saved over
+    bool saveFailed_ = false;
 };
 
 // The settings of this user on this machine: a FileDefaults under configDirectory().

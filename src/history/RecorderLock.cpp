@@ -78,8 +78,9 @@ bool RecorderLock::lockDatabase(const std::string& databasePath) {
     // The database itself, never through a symlink; made here when it does not exist yet.
     int fd = aboveStandardStreams(::open(databasePath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (fd < 0) {
-        error_ = errno == ELOOP ? databasePath + " is a symbolic link; name the history file itself"
-                                : "cannot open " + databasePath + ": " + std::strerror(errno);
+        error_ = errno == ELOOP    ? databasePath + " is a symbolic link; name the history file itself"
+                 : errno == EISDIR ? "cannot use " + databasePath + ": it is a folder, not a file"
+                                   : "cannot open " + databasePath + ": " + std::strerror(errno);
         return false;
     }
     struct stat info {};

@@ -155,7 +155,6 @@ TEST(HistoryCommandsTest, AHistoryThatCannotBeReadIsAnErrorNamingTheFileNeverAnE
     const std::string foreign = dir.file("foreign.sqlite");
     exec(foreign, "CREATE TABLE sys(name TEXT, value TEXT); INSERT INTO sys VALUES('theirs', 'kept');");
     for (const std::string& db : {folder, foreign}) {
-        // (A recorder given the foreign file moves it aside and starts afresh.)
         for (std::string command : {"events", "history export --csv", "history erase --yes"}) {
             Result r = run(command + " --db " + db);
             EXPECT_NE(r.status, 0) << command << " " << db << ": " << r.output;
@@ -167,6 +166,11 @@ TEST(HistoryCommandsTest, AHistoryThatCannotBeReadIsAnErrorNamingTheFileNeverAnE
     Result record = run("record --db " + folder);
     EXPECT_EQ(record.status, 1) << record.output;
     EXPECT_NE(record.output.find("it is a folder"), std::string::npos) << record.output;
+    // Another program's database is refused by the recorder too, and stays as it was.
+    record = run("record --db " + foreign);
+    EXPECT_EQ(record.status, 1) << record.output;
+    EXPECT_NE(record.output.find("another program"), std::string::npos) << record.output;
+    EXPECT_TRUE(std::filesystem::exists(foreign));
     EXPECT_EQ(run("history export --json --db " + dir.file("none.sqlite") + " > /dev/full").status, 1);
 }
 
@@ -179,4 +183,67 @@ TEST(HistoryCommandsTest, NumericSettingsOutsideTheirRangeAreRefusedWithTheRange
         EXPECT_NE(r.output.find(" to "), std::string::npos) << r.output;
     }
     EXPECT_EQ(run("config set refresh.interval 5", env).status, 0);
+}
+
+TEST(HistoryCommandsTest, ANameCarryingTerminalEscapesReachesNoCommandsOutputRaw) {
+    Scratch dir;
+    // ESC ] (OSC, retitles the terminal) ended by BEL, the one-character CSI (U+009B)
+    // and ESC [ (CSI, colours): a name any user can give a program.
+    const std::string hostile =
+        "y\x1b]0;PWNED\x07\xc2\x9b"
+        "2J\x1b[31mz";
+    const std::string program = dir.file(hostile);
+    std::filesystem::copy_file("/bin/sleep", program);
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::execl(program.c_str(), program.c_str(), "60", static_cast<char*>(nullptr));
+        ::_exit(127);
+    }
+    const std::string db = dir.file("history.sqlite");
+    const int64_t ts = (static_cast<int64_t>(::time(nullptr)) / 60 - 5) * 60;
+    const std::string name = "CAST(X'" + [&] {
+        std::string hex;
+        char two[3];
+        for (unsigned char c : hostile) std::snprintf(two, sizeof two, "%02X", c), hex += two;
+        return hex;
+    }() + "' AS TEXT)";
+    exec(db, std::string(schema) + "INSERT INTO sys(ts, cpu, mem_used, mem_total, on_battery) VALUES(" +
+                 std::to_string(ts) + ", 5, 4e9, 16e9, 0); INSERT INTO app VALUES(" + std::to_string(ts) +
+                 ", 'proc:' || " + name + ", " + name + ", 50, 1e9, 100, 1e6);" +
+                 "INSERT INTO event(ts, kind, severity, title, detail, app_key, app_name) VALUES(" +
+                 std::to_string(ts) + ", 'highCPU', 2, " + name + ", " + name + ", 'proc:' || " + name + ", " + name +
+                 ");");
+    const std::string env = "QUILLMERE_DB=" + db + " XDG_CONFIG_HOME=" + dir.path() + " XDG_DATA_HOME=" + dir.path();
+    run("config set whatsNew.lastSeenVersion \"$(printf 'v\\033]0;PWNED\\007')\"", env);
+
+    const std::string pid = std::to_string(child);
+    for (const std::string command : {"status",
+                                      "apps",
+                                      "apps --pid " + pid,
+                                      "sample --count 1 --interval 1",
+                                      "explain " + pid,
+                                      "search y",
+                                      "search PWNED",
+                                      "events --since 1h",
+                                      "timeline --range 1h",
+                                      "energy",
+                                      "advisor",
+                                      "history export --csv",
+                                      "history export --csv --table apps",
+                                      "history export --csv --table events",
+                                      "history size",
+                                      "config list",
+                                      "config get whatsNew.lastSeenVersion",
+                                      "sensors",
+                                      "bar",
+                                      "record --no-notify"}) {
+        // The recorder runs until interrupted: three seconds of it.
+        const bool recorder = command.rfind("record", 0) == 0;
+        Result r = run(command, env + (recorder ? " timeout -s INT 3" : ""));
+        for (const char* raw : {"\x1b", "\x07", "\xc2\x9b"})
+            EXPECT_EQ(r.output.find(raw), std::string::npos) << command << ": " << r.output.substr(0, 400);
+    }
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
 }

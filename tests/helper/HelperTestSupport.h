@@ -28,8 +28,8 @@ public:
     explicit RunningHelper(const std::string& path, const char* idleExit = "30") : path_(path) {
         pid_ = ::fork();
         if (pid_ == 0) {
-            ::execl(QM_HELPER_BINARY, QM_HELPER_BINARY, "--socket", path.c_str(), "--idle-exit", idleExit,
-                    static_cast<char*>(nullptr));
+            ::execl(QM_HELPER_BINARY, QM_HELPER_BINARY, "--socket", path.c_str(), "--allow-all-users", "--idle-exit",
+                    idleExit, static_cast<char*>(nullptr));
             ::_exit(127);
         }
         for (int i = 0; i < 500 && !listening(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));

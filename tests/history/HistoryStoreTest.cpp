@@ -13,6 +13,7 @@
 #include "LogCapture.h"
 #include "TempDirectory.h"
 #include "history/HistoryFiles.h"
+#include "history/HistorySQL.h"
 #include "history/RecorderLock.h"
 
 using namespace qm;
@@ -455,4 +456,25 @@ TEST(HistoryStore, CompletionsRunOnTheCompletionQueue) {
     EXPECT_EQ(count, 1u);
     EXPECT_EQ(ranOn, std::this_thread::get_id());
     EXPECT_EQ(minutes, 1);
+}
+
+TEST(HistoryDatabase, EveryQueryFindsItsRowsThroughAKeyNeverByReadingAWholeTable) {
+    TempDirectory dir;
+    HistoryDatabase db(dir.file("history.sqlite"), base);
+    ASSERT_TRUE(db.isOpen());
+    for (const std::string& sql :
+         {historysql::bucketedSystemMinutes(7200), std::string(historysql::eventsInRange) + "500;",
+          std::string(historysql::topApps), historysql::appTotals(false, 10), historysql::appTotals(true, 10),
+          std::string(historysql::memoryProfile), std::string(historysql::lastOnMains),
+          std::string(historysql::newestMinute), std::string(historysql::minuteExists),
+          std::string(historysql::appMinutesInRange)}) {
+        sqlite3_stmt* plan = nullptr;
+        ASSERT_EQ(sqlite3_prepare_v2(db.handle(), ("EXPLAIN QUERY PLAN " + sql).c_str(), -1, &plan, nullptr), SQLITE_OK)
+            << sql;
+        while (sqlite3_step(plan) == SQLITE_ROW) {
+            const std::string step = reinterpret_cast<const char*>(sqlite3_column_text(plan, 3));
+            EXPECT_NE(step.rfind("SCAN", 0), 0u) << sql << "\n  " << step;
+        }
+        sqlite3_finalize(plan);
+    }
 }

@@ -25,6 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 struct Connection {
     int fd = -1;
+    uid_t uid = 0;
     Clock::time_point deadline;
     std::array<uint8_t, headerSize> request{};
     size_t received = 0;
@@ -158,11 +159,26 @@ int serve(int listenFd, const ServerOptions& options) {
                     ::close(fd);
                     continue;
                 }
-                // Full: the oldest connection still waiting for its request makes room,
-                // so a crowd of idle connections cannot lock a real client out.
-                if (connections.size() >= options.maxConnections) {
-                    auto oldest = std::find_if(connections.begin(), connections.end(),
-                                               [](const Connection& c) { return c.answer.empty(); });
+                // A user at their share, or a full helper, makes room by closing the
+                // oldest connection still waiting for its request: of this user, or of
+                // whoever holds the most. A crowd of idle connections costs only the
+                // user who opened them, never another user's client.
+                const auto heldBy = [&](uid_t user) {
+                    return static_cast<size_t>(std::count_if(connections.begin(), connections.end(),
+                                                             [&](const Connection& c) { return c.uid == user; }));
+                };
+                std::optional<uid_t> evict;
+                if (heldBy(*uid) >= options.maxPerUser) {
+                    evict = *uid;
+                } else if (connections.size() >= options.maxConnections) {
+                    evict = connections.front().uid;
+                    for (const Connection& c : connections)
+                        if (heldBy(c.uid) > heldBy(*evict)) evict = c.uid;
+                }
+                if (evict) {
+                    auto oldest = std::find_if(connections.begin(), connections.end(), [&](const Connection& c) {
+                        return c.uid == *evict && c.answer.empty();
+                    });
                     if (oldest == connections.end()) {
                         ::close(fd);
                         continue;
@@ -172,6 +188,7 @@ int serve(int listenFd, const ServerOptions& options) {
                 }
                 Connection c;
                 c.fd = fd;
+                c.uid = *uid;
                 c.deadline = lastActivity + seconds(options.connectionLimit);
                 connections.push_back(std::move(c));
             }

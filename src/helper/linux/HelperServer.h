@@ -16,6 +16,7 @@ struct ServerOptions {
     double idleExit = 60;        // seconds without a connection before exiting; 0 never
     double connectionLimit = 2;  // seconds one connection may take from accept to close
     size_t maxConnections = 32;  // beyond this the oldest still silent is closed
+    size_t maxPerUser = 8;       // one user's share of them
     std::optional<gid_t> group;  // when set, only root and this group's members are answered
     std::string proc = "/proc";  // where processes are read
     std::string root;            // prefix for /sys (RAPL)

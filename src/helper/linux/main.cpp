@@ -3,9 +3,11 @@
 // memory and disk counters, or the machine's RAPL energy counters, and exits when idle.
 // It reads numbers only and changes nothing.
 //
-//   quillmere-helper [--socket PATH] [--group NAME] [--idle-exit SECONDS]
+//   quillmere-helper [--socket PATH] (--group NAME | --allow-all-users) [--idle-exit SECONDS]
 //
-// Without a socket from systemd it listens on PATH itself (tests, manual runs).
+// Without a socket from systemd it listens on PATH itself (tests, manual runs). It
+// answers root and the members of --group; answering every user takes the explicit
+// --allow-all-users, so a unit that forgot its group does not serve everyone silently.
 #include <grp.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -42,7 +44,7 @@ int listenOn(const std::string& path) {
 }
 
 int usage() {
-    qm::logLine("usage: quillmere-helper [--socket PATH] [--group NAME] [--idle-exit SECONDS]");
+    qm::logLine("usage: quillmere-helper [--socket PATH] (--group NAME | --allow-all-users) [--idle-exit SECONDS]");
     return 2;
 }
 
@@ -52,8 +54,13 @@ int main(int argc, char** argv) {
     ::signal(SIGPIPE, SIG_IGN);
     qm::helper::ServerOptions options;
     std::string socketPath;
+    bool allUsers = false;
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
+        if (arg == "--allow-all-users") {
+            allUsers = true;
+            continue;
+        }
         if (i + 1 >= argc) return usage();
         std::string value = argv[++i];
         if (arg == "--socket") {
@@ -75,6 +82,14 @@ int main(int argc, char** argv) {
             return usage();
         }
     }
+
+    if (!options.group && !allUsers) {
+        qm::logLine(
+            "quillmere-helper: refusing to answer every user; pass --group NAME (the shipped unit passes --group "
+            "quillmere) or --allow-all-users");
+        return 2;
+    }
+    if (options.group && allUsers) return usage();
 
     int fd = -1;
     if (::sd_listen_fds(1) == 1 && ::sd_is_socket_unix(SD_LISTEN_FDS_START, SOCK_STREAM, 1, nullptr, 0) > 0)
