@@ -218,26 +218,27 @@ TEST(HistoryCommandsTest, ANameCarryingTerminalEscapesReachesNoCommandsOutputRaw
     run("config set whatsNew.lastSeenVersion \"$(printf 'v\\033]0;PWNED\\007')\"", env);
 
     const std::string pid = std::to_string(child);
-    for (const std::string command : {"status",
-                                      "apps",
-                                      "apps --pid " + pid,
-                                      "sample --count 1 --interval 1",
-                                      "explain " + pid,
-                                      "search y",
-                                      "search PWNED",
-                                      "events --since 1h",
-                                      "timeline --range 1h",
-                                      "energy",
-                                      "advisor",
-                                      "history export --csv",
-                                      "history export --csv --table apps",
-                                      "history export --csv --table events",
-                                      "history size",
-                                      "config list",
-                                      "config get whatsNew.lastSeenVersion",
-                                      "sensors",
-                                      "bar",
-                                      "record --no-notify"}) {
+    const std::vector<std::string> commands = {"status",
+                                               "apps",
+                                               "apps --pid " + pid,
+                                               "sample --count 1 --interval 1",
+                                               "explain " + pid,
+                                               "search y",
+                                               "search PWNED",
+                                               "events --since 1h",
+                                               "timeline --range 1h",
+                                               "energy",
+                                               "advisor",
+                                               "history export --csv",
+                                               "history export --csv --table apps",
+                                               "history export --csv --table events",
+                                               "history size",
+                                               "config list",
+                                               "config get whatsNew.lastSeenVersion",
+                                               "sensors",
+                                               "bar",
+                                               "record --no-notify"};
+    for (const std::string& command : commands) {
         // The recorder runs until interrupted: three seconds of it.
         const bool recorder = command.rfind("record", 0) == 0;
         Result r = run(command, env + (recorder ? " timeout -s INT 3" : ""));
