@@ -23,9 +23,10 @@ declare -A allowed=(
     [shell]="core fmt processes history knowledge"
     [notify]="core fmt processes history knowledge shell"
     [engine]="core fmt readers processes history"
+    [metrics]="core"
     [helper]="core fmt readers processes"
-    [cli]="core fmt readers processes history knowledge shell notify engine"
-    [app]="core fmt readers processes history knowledge shell notify engine"
+    [cli]="core fmt readers processes history knowledge shell notify engine metrics"
+    [app]="core fmt readers processes history knowledge shell notify engine metrics"
 )
 
 status=0

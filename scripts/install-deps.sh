@@ -9,7 +9,7 @@ ci=0
 [[ "${1:-}" == "--ci" ]] && ci=1
 
 if [[ "$(uname -s)" == "Darwin" ]]; then
-    brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark qt
+    brew install cmake sqlite icu4c nlohmann-json cli11 asio googletest google-benchmark qt yaml-cpp openssl@3
     [[ $ci -eq 1 ]] && brew install llvm
     exit 0
 fi
@@ -24,6 +24,8 @@ packages+=(libncurses-dev tmux)                         # the terminal view of `
 packages+=(qt6-base-dev qt6-svg-dev libgl-dev)          # the desktop app
 packages+=(libsdbus-c++-dev libsystemd-dev dbus)         # desktop notifications; dbus-daemon for their tests
 packages+=(libsystemd-dev)                              # the privileged helper's socket activation
+packages+=(libyaml-cpp-dev libcrypt-dev)                # the exporter's web configuration (TLS, bcrypt users)
+packages+=(prometheus openssl curl)                     # the exporter's tests: promtool, a real server, TLS
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy ccache python3)
 [[ $ci -eq 1 ]] && packages+=(clang-19 libc++-19-dev)   # the macOS sources' syntax check
 missing=()

@@ -58,6 +58,12 @@ const std::vector<KnownSetting>& knownSettings() {
         {"top.tree", SettingType::boolean, false, "quillmere top shows the parent/child process tree"},
         {"top.mouse", SettingType::boolean, true, "quillmere top answers the mouse"},
         {"top.monochrome", SettingType::boolean, false, "quillmere top paints without colour"},
+        {"metrics.listen", SettingType::text, std::nullopt,
+         "address the recorder serves Prometheus metrics on, like 127.0.0.1:19466 (unset: off)"},
+        {"metrics.apps", SettingType::number, 20.0,
+         "apps with series of their own in the metrics; the rest are \"other\""},
+        {"metrics.webConfig", SettingType::text, std::nullopt,
+         "web configuration file for the metrics: TLS certificate and key, users with bcrypt hashes"},
     };
     return settings;
 }

@@ -18,6 +18,7 @@
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "history/TimeArguments.h"
+#include "metrics/HistoryOpenMetrics.h"
 
 namespace qm::cli::history_command {
 namespace {
@@ -27,6 +28,7 @@ struct HistoryOptions {
     bool yes = false;
     bool csv = false;
     bool json = false;
+    bool openMetrics = false;
     std::string from;
     std::string to;
     std::string table;
@@ -92,8 +94,13 @@ Date timeArgument(const std::string& option, const std::string& text, Date fallb
 }
 
 void runExport(const HistoryOptions& options) {
-    if (options.csv == options.json) {
-        std::fprintf(stderr, "quillmere history export: choose one of --csv or --json\n");
+    if (int(options.csv) + int(options.json) + int(options.openMetrics) != 1) {
+        std::fprintf(stderr, "quillmere history export: choose one of --csv, --json or --openmetrics\n");
+        exitWith(2);
+    }
+    if (options.openMetrics && !options.table.empty()) {
+        std::fprintf(stderr,
+                     "quillmere history export: --openmetrics writes the system and app minutes, not --table\n");
         exitWith(2);
     }
     std::string table = options.table;
@@ -121,11 +128,17 @@ void runExport(const HistoryOptions& options) {
         if (table.empty() || table == "system") system = store.systemMinutesSync(from, to, 60);
         if (table.empty() || table == "apps") apps = store.appMinutesSync(from, to);
         // Export wants every event, not the timeline's newest 500 (-1: no limit).
-        if (table.empty() || table == "events") events = store.eventsSync(from, to, -1);
+        if ((table.empty() || table == "events") && !options.openMetrics) events = store.eventsSync(from, to, -1);
         if (!store.error().empty()) exitWith(1);  // a failed read is not an empty history
     }
     for (TimelineEvent& event : events) event = forThisPlatform(event);  // rows written before the rewording
 
+    if (options.openMetrics) {
+        metrics::writeHistoryOpenMetrics(system, apps, [](std::string_view piece) {
+            std::fwrite(piece.data(), 1, piece.size(), stdout);
+        });
+        return;
+    }
     if (options.csv) {
         if (table == "system") print(systemMinutesCSV(system));
         if (table == "apps") print(appMinutesCSV(apps));
@@ -153,9 +166,12 @@ RegisterCommand registration{"history",
     erase->add_flag("--yes", options->yes, "really erase; without it nothing changes");
     erase->callback([options] { runErase(*options); });
 
-    auto* exporter = history->add_subcommand("export", "Print recorded minutes, app rows and events as CSV or JSON");
+    auto* exporter =
+        history->add_subcommand("export", "Print recorded minutes, app rows and events as CSV, JSON or OpenMetrics");
     exporter->add_flag("--csv", options->csv, "CSV of one table (--table, default system)");
     exporter->add_flag("--json", options->json, "JSON: all three tables, or the one named by --table");
+    exporter->add_flag("--openmetrics", options->openMetrics,
+                       "OpenMetrics with time stamps, for promtool tsdb create-blocks-from openmetrics");
     exporter->add_option("--from", options->from,
                          std::string("start: ") + timeArgumentForms + ", or Unix seconds (default: all)");
     exporter->add_option("--to", options->to, "end, in the same forms (default: now)");

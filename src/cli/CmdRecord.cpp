@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "cli/Command.h"
+#include "core/Defaults.h"
 #include "core/JsonText.h"
 #include "core/Queue.h"
 #include "core/SnapshotJson.h"
@@ -29,6 +30,7 @@
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "history/RecorderLock.h"
+#include "metrics/MetricsExporter.h"
 #include "notify/PlatformNotifications.h"
 
 namespace qm::cli::record_command {
@@ -38,7 +40,9 @@ struct RecordOptions {
     std::string db;
     bool quiet = false;
     bool noNotify = false;
-    bool json = false;  // each event as one JSON object per line, nothing else on stdout
+    bool json = false;    // each event as one JSON object per line, nothing else on stdout
+    std::string metrics;  // where to serve Prometheus metrics ("metrics.listen" when empty)
+    std::string metricsWebConfig;
 };
 
 std::string eventLine(const TimelineEvent& e) {
@@ -103,7 +107,24 @@ void run(const RecordOptions& options) {
     if (!options.noNotify)
         alerts = std::make_unique<AlertCenter>(makePlatformNotificationSink(), loop, recorderAlertHooks());
     Monitor monitor(loop, std::make_unique<Sampler>(std::move(deps)), &store);
+
+    // The exporter, when asked for: a failure to serve is said once and recording goes on.
+    metrics::MetricsExporter exporter(QUILLMERE_VERSION, Defaults::shared());
+    if (auto problem = exporter.start(options.metrics, options.metricsWebConfig))
+        std::fprintf(stderr, "quillmere record: %s; recording goes on without metrics\n", problem->c_str());
+    const bool exporting = exporter.url().has_value();
+    Date exported = -1;
+    if (exporting) {
+        monitor.observe([&] {
+            if (monitor.hasData() && monitor.snapshot().date != exported) {
+                exported = monitor.snapshot().date;
+                exporter.update(monitor.snapshot());
+            }
+        });
+    }
+
     monitor.onEvents = [&](const std::vector<TimelineEvent>& events) {
+        if (exporting) exporter.count(events);
         for (const auto& event : events)
             std::cout << (options.json ? jsonText(nlohmann::json(event)) : eventLine(event)) << '\n';
         std::cout << std::flush;
@@ -119,6 +140,8 @@ void run(const RecordOptions& options) {
     if (!options.quiet && !options.json)
         std::cout << "Recording to " << terminalSafe(path) << " every " << Fmt::number(monitor.sampler().interval(), 0)
                   << " s on mains, 10 s on battery. Ctrl-C stops." << std::endl;
+    if (exporting && !options.quiet && !options.json)
+        std::cout << "Serving metrics at " << *exporter.url() << std::endl;
     monitor.start();
     loop.run();
 
@@ -144,6 +167,11 @@ RegisterCommand registration("record", [](CLI::App& app) {
     cmd->add_flag("-q,--quiet", options->quiet, "Print only events");
     cmd->add_flag("--no-notify", options->noNotify, "Do not show desktop notifications for events");
     cmd->add_flag("--json", options->json, "Print each event as one JSON object per line (JSON Lines), nothing else");
+    cmd->add_option("--metrics", options->metrics,
+                    "Serve Prometheus metrics at ADDRESS (127.0.0.1:19466; a port alone means loopback); "
+                    "default: the setting metrics.listen, else off");
+    cmd->add_option("--metrics-web-config", options->metricsWebConfig,
+                    "Web configuration file for the metrics (TLS, users); default: the setting metrics.webConfig");
     cmd->callback([options] { run(*options); });
 });
 

@@ -27,6 +27,8 @@ std::optional<SettingRange> settingRange(std::string_view key) {
         {"top.interval", {1, 60, "seconds"}},
         {"alert.highCPU.threshold", {10, 10000, "percent of one core"}},
         {"alert.highCPU.minutes", {0, 1440, "minutes"}},
+        // Each app shown costs five series per machine in Prometheus.
+        {"metrics.apps", {0, 500, "apps"}},
     };
     for (const auto& [name, range] : ranges)
         if (name == key) return range;
