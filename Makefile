@@ -1,6 +1,7 @@
 # The two commands a new user needs:
 #   make run    installs the build's packages, builds, and runs the desktop app when
-#               there is a display, else the live terminal view (`quillmere sample --live`)
+#               there is a display (a Mac: Quillmere.app), else the live terminal view
+#               (`quillmere sample --live`)
 #   make test   installs the build's packages, builds, and runs the whole test suite
 BUILD ?= build
 JOBS ?= 2
@@ -16,7 +17,9 @@ build: deps
 	cmake --build $(BUILD) -j$(JOBS)
 
 run: build
-	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ] && [ -x $(BUILD)/quillmere-app ]; then \
+	@if [ -d $(BUILD)/Quillmere.app ]; then \
+		exec open -W $(BUILD)/Quillmere.app; \
+	elif [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ] && [ -x $(BUILD)/quillmere-app ]; then \
 		exec $(BUILD)/quillmere-app; \
 	else \
 		exec $(BUILD)/quillmere sample --live; \

@@ -5,8 +5,8 @@ include(GNUInstallDirs)
 if(APPLE)
   # The app bundle embeds the daemon in Contents/MacOS and its launchd property list
   # (QM_HELPER_PLIST) in Contents/Library/LaunchDaemons, where SMAppService looks.
-  add_executable(quillmere-helper ${PROJECT_SOURCE_DIR}/src/helper/darwin/main.mm)
-  target_compile_options(quillmere-helper PRIVATE -fobjc-arc)
+  add_executable(quillmere-helper ${PROJECT_SOURCE_DIR}/src/helper/darwin/main.mm
+                                  ${PROJECT_SOURCE_DIR}/src/helper/darwin/ProcessRecords.cpp)
   target_link_libraries(quillmere-helper PRIVATE qm_processes ${FOUNDATION})
   set(QM_HELPER_PLIST ${PROJECT_SOURCE_DIR}/src/helper/darwin/app.quillmere.helper.plist)
   install(TARGETS quillmere-helper RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})

@@ -27,7 +27,7 @@ packages+=(libsystemd-dev)                              # the privileged helper'
 packages+=(libyaml-cpp-dev libcrypt-dev)                # the exporter's web configuration (TLS, bcrypt users)
 packages+=(prometheus openssl curl)                     # the exporter's tests: promtool, a real server, TLS
 [[ $ci -eq 1 ]] && packages+=(clang libclang-rt-dev clang-format clang-tidy ccache python3)
-[[ $ci -eq 1 ]] && packages+=(clang-19 libc++-19-dev)   # the macOS sources' syntax check
+[[ $ci -eq 1 ]] && packages+=(clang-19 libc++-19-dev libgnustep-base-dev libgnustep-gui-dev)  # macOS syntax check
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -85,6 +85,12 @@ void AppDelegate::launch(const InstanceRequest& request) {
     // 7. Ctrl+Q and Ctrl+Alt+Q in any of our windows; the system's own quit events.
     qApp->installEventFilter(this);
     connect(qApp, &QGuiApplication::commitDataRequest, this, [this](QSessionManager&) { systemQuit(); });
+    // Opening the running program again (⌘Q only hid it) brings the window back; any
+    // return to the front brings back the Dock icon unless the user turned it off.
+    watchReopen([this] { openMainWindow(); });
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive) restoreDockIfNeeded();
+    });
     // A `--show` before the first figures waits for them, so the group can be found.
     monitorToken_ = context_.monitor->observe([this] {
         if (!pendingShow_ || !context_.monitor->hasData()) return;
@@ -151,11 +157,15 @@ MainWindow& AppDelegate::ensureMainWindow() {
 
 void AppDelegate::openMainWindow() {
     MainWindow& window = ensureMainWindow();
-    if (policy_.shouldRestoreDock(activationPolicyIsRegular())) applyActivationPolicy(ActivationPolicy::regular);
+    restoreDockIfNeeded();
     window.show();
     window.raise();
     window.activateWindow();
     showWhatsNewIfPending();
+}
+
+void AppDelegate::restoreDockIfNeeded() {
+    if (policy_.shouldRestoreDock(activationPolicyIsRegular())) applyActivationPolicy(ActivationPolicy::regular);
 }
 
 void AppDelegate::openSettings() {
@@ -217,7 +227,9 @@ void AppDelegate::showWhatsNewIfPending() {
 }
 
 void AppDelegate::userQuit() {
-    const bool reachable = !trayMissing_;
+    // Hiding behind an item nobody can click (no tray, or behind the camera housing)
+    // would leave an invisible running program: then ⌘Q quits.
+    const bool reachable = !trayMissing_ && !(menuBar_ && menuBar_->hiddenByNotch());
     if (reachable && policy_.reply(QuitPolicy::QuitRequest::userQuit) == QuitPolicy::Reply::goToBackground) {
         goToBackground();
         return;
@@ -281,9 +293,15 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
             return true;
         }
     } else if (event->type() == QEvent::Quit && watched == qApp && !quitting_) {
-        // The platform's own Quit (a Mac's application menu, a session ending): the
-        // session's quits always end the program, the user's follow the Quit policy.
-        if (qApp->isSavingSession()) return QObject::eventFilter(watched, event);
+        // The platform's own Quit: the user's ⌘Q or application menu follows the Quit
+        // policy; log out, restart, shut down and other programs' requests end the
+        // program (a Mac sends them all as this same event).
+        QuitTrigger trigger = currentQuitTrigger();
+        trigger.sessionEnding = trigger.sessionEnding || qApp->isSavingSession();
+        if (classifyQuit(trigger) == QuitPolicy::QuitRequest::other) {
+            quitting_ = true;
+            return QObject::eventFilter(watched, event);
+        }
         userQuit();
         return !quitting_;
     }

@@ -56,6 +56,8 @@ public:
     void toggleQuickLook();
     void openMainWindow();
     void openSettings();
+    // Shows the Dock icon again unless the user turned it off (on becoming active).
+    void restoreDockIfNeeded();
     void showGroup(const std::string& key);
 
     MainWindow* mainWindow() const { return main_.get(); }

@@ -7,9 +7,11 @@
 
 #include <QImage>
 #include <QMenu>
+#include <vector>
 
 #include "app/menubar/MenuBarRenderer.h"
 #include "app/menubar/StatusItem.h"
+#include "shell/MenuBarNotch.h"
 
 namespace qm::app {
 class NativeStatusItem;
@@ -33,7 +35,7 @@ NSImage* nsImage(const QImage& image) {
     CFRelease(bytes);
     CGImageRef cg = CGImageCreate(static_cast<size_t>(rgba.width()), static_cast<size_t>(rgba.height()), 8, 32,
                                   static_cast<size_t>(rgba.bytesPerLine()), space,
-                                  kCGImageAlphaPremultipliedLast | kCGBitmapByteOrderDefault, provider, nullptr, false,
+                                  static_cast<CGBitmapInfo>(kCGImageAlphaPremultipliedLast), provider, nullptr, false,
                                   kCGRenderingIntentDefault);
     const qreal scale = image.devicePixelRatio();
     NSImage* result = [[NSImage alloc] initWithCGImage:cg size:NSMakeSize(rgba.width() / scale, rgba.height() / scale)];
@@ -42,6 +44,8 @@ NSImage* nsImage(const QImage& image) {
     CGColorSpaceRelease(space);
     return result;
 }
+
+ScreenBox box(NSRect rect) { return {rect.origin.x, rect.origin.y, rect.size.width, rect.size.height}; }
 
 NativeStatusItem* hotKeyOwner = nullptr;
 
@@ -82,16 +86,30 @@ public:
         image_ = MenuBarRenderer::image(label.lines, label.alert);
         NSImage* image = nsImage(image_);
         // A template image takes the menu bar's own colour; the alert form stays red.
-        image.template = !label.alert;
+        // (The setter, not `image.template`: `template` is a C++ keyword in Objective-C++.)
+        [image setTemplate:!label.alert];
         item_.button.image = image;
         item_.button.toolTip = [NSString stringWithUTF8String:label.tooltip.c_str()];
     }
     void setMenu(QMenu* menu) override { menu_ = menu; }
+    // Beside the camera housing, the menu bar has room only on either side of it; an
+    // item the system could not fit there sits behind the housing, out of sight.
+    bool hiddenByNotch() const override {
+        if (!item_ || !item_.button.window) return false;
+        std::vector<ScreenTop> screens;
+        for (NSScreen* screen in NSScreen.screens) {
+            if (@available(macOS 12.0, *))
+                screens.push_back(
+                    {box(screen.frame), box(screen.auxiliaryTopLeftArea), box(screen.auxiliaryTopRightArea)});
+        }
+        return itemHiddenByNotch(box(item_.button.window.frame), screens);
+    }
     QRect geometry() const override {
         if (!item_) return {};
         NSWindow* window = item_.button.window;
         const NSRect frame = window.frame;
-        const CGFloat top = NSMaxY(NSScreen.screens.firstObject.frame);
+        NSScreen* primary = NSScreen.screens.firstObject;  // the menu bar's screen: global y is measured from it
+        const CGFloat top = NSMaxY(primary.frame);
         return QRect(static_cast<int>(frame.origin.x), static_cast<int>(top - NSMaxY(frame)),
                      static_cast<int>(frame.size.width), static_cast<int>(frame.size.height));
     }

@@ -10,18 +10,35 @@
 @end
 
 @implementation QMUpdaterDelegate
+// A menu-bar program is seldom in front when a scheduled check finds an update. Sparkle
+// then leaves the reminder to us: the version waits in the menu-bar item's menu
+// ("Update to Version …"), whose click brings Sparkle's own window.
 - (BOOL)supportsGentleScheduledUpdateReminders {
     return YES;
+}
+- (BOOL)standardUserDriverShouldHandleShowingScheduledUpdate:(SUAppcastItem*)update
+                                         andInImmediateFocus:(BOOL)immediateFocus {
+    (void)update;
+    return immediateFocus;  // Sparkle shows it at once only when that is expected (at launch)
 }
 - (void)standardUserDriverWillHandleShowingUpdate:(BOOL)handleShowingUpdate
                                         forUpdate:(SUAppcastItem*)update
                                             state:(SPUUserUpdateState*)state {
-    std::string version = update.displayVersionString.UTF8String ?: "";
+    (void)state;
+    if (handleShowingUpdate) return;  // Sparkle's window is up: no reminder needed
+    const char* text = update.displayVersionString.UTF8String;
+    std::string version = text ? text : "";
     dispatch_async(dispatch_get_main_queue(), ^{
       qm::app::UpdateCenter::shared().setAvailableVersion(version);
     });
 }
 - (void)standardUserDriverDidReceiveUserAttentionForUpdate:(SUAppcastItem*)update {
+    (void)update;
+    dispatch_async(dispatch_get_main_queue(), ^{
+      qm::app::UpdateCenter::shared().setAvailableVersion(std::nullopt);
+    });
+}
+- (void)standardUserDriverWillFinishUpdateSession {
     dispatch_async(dispatch_get_main_queue(), ^{
       qm::app::UpdateCenter::shared().setAvailableVersion(std::nullopt);
     });

@@ -38,6 +38,16 @@ QStringList firstInstalled() {
 }  // namespace
 
 void applyActivationPolicy(ActivationPolicy) {}
+
+// A Quit event on Linux comes from the program's own windows; the session's end
+// arrives as the session manager's request, which the caller adds.
+QuitTrigger currentQuitTrigger() {
+    QuitTrigger trigger;
+    trigger.keyOrClick = true;
+    return trigger;
+}
+
+void watchReopen(std::function<void()>) {}
 bool activationPolicyIsRegular() { return true; }
 
 bool launchAtLoginEnabled() { return autostartEnabled(autostartPath(configHome())); }

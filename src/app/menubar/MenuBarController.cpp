@@ -2,6 +2,7 @@
 
 #include <QMenu>
 
+#include "app/updates/UpdateCenter.h"
 #include "core/Defaults.h"
 #include "engine/Monitor.h"
 #include "shell/MenuBarStyle.h"
@@ -34,8 +35,14 @@ void MenuBarController::rebuildMenu() {
     menu_->addAction("Open Quillmere", this, &MenuBarController::openRequested);
     // Menu item that opens Quillmere settings
     menu_->addAction("Settings\u2026", this, &MenuBarController::settingsRequested);
-    if (updatesAvailable_ && updatesAvailable_())
-        menu_->addAction("Check for Updates\u2026", this, &MenuBarController::updatesRequested);
+    // A version the updater found while the program was in the background waits here
+    // (the updater's gentle reminder) instead of a window appearing out of nowhere.
+    if (updatesAvailable_ && updatesAvailable_()) {
+        const auto& waiting = UpdateCenter::shared().state().availableVersion;
+        menu_->addAction(waiting ? QString("Update to Version %1\u2026").arg(QString::fromStdString(*waiting))
+                                 : QString("Check for Updates\u2026"),
+                         this, &MenuBarController::updatesRequested);
+    }
     menu_->addSeparator();
     menu_->addAction("Quit Quillmere", this, &MenuBarController::quitRequested);
 }
@@ -56,6 +63,8 @@ void MenuBarController::uninstall() {
 }
 
 void MenuBarController::updateLabel(bool force) {
+    // Checked on every turn of the timer: the item moves when others come and go.
+    hiddenByNotch_ = installed_ && item_->hiddenByNotch();
     auto label = updater_.update(monitor_.snapshot(), menuBarStyle(defaults_), force);
     if (!label) return;
     lastLabel_ = label;

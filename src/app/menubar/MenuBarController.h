@@ -34,6 +34,9 @@ public:
     static constexpr int updateMilliseconds = 2000;
 
     bool isInstalled() const { return installed_; }
+    // Whether the installed item sits behind the display's camera housing, as of the
+    // last label update (every 2 s while installed).
+    bool hiddenByNotch() const { return hiddenByNotch_; }
     void install();
     void uninstall();
     // Recomputes the label; redraws when it changed, or always when forced.
@@ -63,6 +66,7 @@ private:
     MenuBarLabelUpdater updater_;
     std::optional<MenuBarLabel> lastLabel_;
     bool installed_ = false;
+    bool hiddenByNotch_ = false;
     int redraws_ = 0;
 };
 

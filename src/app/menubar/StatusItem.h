@@ -30,6 +30,9 @@ public:
     virtual void setMenu(QMenu* menu) = 0;
     // Where the item is on screen; empty when the platform does not say.
     virtual QRect geometry() const = 0;
+    // Whether the item sits where the display's camera housing hides it (a Mac's
+    // notch); false where there is no such thing.
+    virtual bool hiddenByNotch() const { return false; }
 
 signals:
     // A left click (or the hot key): toggle the quick look.

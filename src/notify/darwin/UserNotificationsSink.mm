@@ -1,8 +1,9 @@
 // Notifications on macOS through UserNotifications: the category with its buttons is
 // registered with the current notification center, each notification is an immediate
 // request with its own identifier, and this sink is the center's delegate, handing
-// every answer back. The center needs an app bundle; a bare command-line program gets
-// one log line and no notifications.
+// every answer back. Built with ARC; the recorder calls from its own threads, so each
+// entry point drains its own autorelease pool. The center needs an app bundle: a
+// command-line program outside one gets one log line and no notifications.
 #import <Foundation/Foundation.h>
 #import <UserNotifications/UserNotifications.h>
 
@@ -13,7 +14,6 @@
 
 #include "core/Log.h"
 #include "notify/PlatformNotifications.h"
-#include "processes/darwin/ObjCMemory.h"
 
 namespace qm {
 
@@ -98,10 +98,12 @@ namespace {
 class UserNotificationsSink : public NotificationSink {
 public:
     UserNotificationsSink() : shared_(std::make_shared<UserNotificationsShared>()) {
-        // Without a bundle identifier the notification center refuses this process.
+        // Without a bundle identifier the notification center refuses this process. The
+        // recorder has one when it runs from inside the app bundle
+        // (Quillmere.app/Contents/MacOS/quillmere, which the installed command starts).
         available_ = [[NSBundle mainBundle] bundleIdentifier] != nil;
         if (!available_) {
-            logLine("notifications are off: they need the Quillmere app");
+            logLine("notifications are off: run the quillmere inside Quillmere.app (Contents/MacOS/quillmere)");
             return;
         }
         delegate_ = [[QMNotificationDelegate alloc] init];
@@ -113,7 +115,6 @@ public:
         if (!available_) return;
         UNUserNotificationCenter* center = [UNUserNotificationCenter currentNotificationCenter];
         if (center.delegate == delegate_) center.delegate = nil;
-        QM_OBJC_RELEASE(delegate_);
     }
 
     void registerCategory(const NotificationCategory& category) override {
@@ -169,7 +170,6 @@ public:
             UNNotificationRequest* notification = [UNNotificationRequest requestWithIdentifier:ns(request.identifier)
                                                                                        content:content
                                                                                        trigger:nil];
-            QM_OBJC_RELEASE(content);
             std::shared_ptr<UserNotificationsShared> shared = shared_;
             [[UNUserNotificationCenter currentNotificationCenter] addNotificationRequest:notification
                                                                    withCompletionHandler:^(NSError* error) {
@@ -184,11 +184,13 @@ public:
             return;
         }
         auto callback = std::make_shared<std::function<void(bool, const std::string&)>>(std::move(completion));
-        [[UNUserNotificationCenter currentNotificationCenter]
-            requestAuthorizationWithOptions:(UNAuthorizationOptionAlert | UNAuthorizationOptionSound)
-                          completionHandler:^(BOOL granted, NSError* error) {
-                            (*callback)(granted, error ? text(error.localizedDescription) : std::string());
-                          }];
+        @autoreleasepool {
+            [[UNUserNotificationCenter currentNotificationCenter]
+                requestAuthorizationWithOptions:(UNAuthorizationOptionAlert | UNAuthorizationOptionSound)
+                              completionHandler:^(BOOL granted, NSError* error) {
+                                (*callback)(granted, error ? text(error.localizedDescription) : std::string());
+                              }];
+        }
     }
 
     bool waitUntilDelivered(double seconds) override {

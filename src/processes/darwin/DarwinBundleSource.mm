@@ -34,7 +34,9 @@ public:
     BundleInfo bundleInfo(const std::string& path) override {
         BundleInfo info;
         @autoreleasepool {
-            NSString* bundlePath = [NSString stringWithUTF8String:path.c_str()];
+            // Any bytes a file name may hold, not only UTF-8.
+            NSString* bundlePath = [[NSFileManager defaultManager] stringWithFileSystemRepresentation:path.c_str()
+                                                                                               length:path.size()];
             NSBundle* bundle = bundlePath ? [NSBundle bundleWithPath:bundlePath] : nil;
             if (!bundle) return info;
             NSDictionary* dictionary = [bundle infoDictionary];
@@ -45,13 +47,14 @@ public:
         return info;
     }
 
-    std::optional<std::string> applicationForBundleID(const std::string& id) override {
+    // (Not named `id`: that is Objective-C's object type.)
+    std::optional<std::string> applicationForBundleID(const std::string& bundleID) override {
         std::optional<std::string> path;
         @autoreleasepool {
-            NSString* identifier = [NSString stringWithUTF8String:id.c_str()];
+            NSString* identifier = [NSString stringWithUTF8String:bundleID.c_str()];
             NSURL* url =
                 identifier ? [[NSWorkspace sharedWorkspace] URLForApplicationWithBundleIdentifier:identifier] : nil;
-            if (url && url.fileURL) path = stringValue(url.path);
+            if (url && url.fileURL) path = std::string(url.fileSystemRepresentation);
         }
         return path;
     }

@@ -56,11 +56,14 @@ SignatureInfo evaluateSignature(const std::string& path) {
     SignatureInfo info;
     if (path.empty()) return info;
     @autoreleasepool {
-        NSURL* url = [NSURL fileURLWithPath:@(path.c_str())];
-        if (!url) return info;
+        // From the path's bytes: a name that is not UTF-8 would make an NSString nil
+        // (and fileURLWithPath: throw on nil).
+        CFHolder<CFURLRef> url{CFURLCreateFromFileSystemRepresentation(kCFAllocatorDefault,
+                                                                       reinterpret_cast<const UInt8*>(path.data()),
+                                                                       static_cast<CFIndex>(path.size()), false)};
+        if (!url.ref) return info;
         CFHolder<SecStaticCodeRef> code;
-        if (SecStaticCodeCreateWithPath((__bridge CFURLRef)url, kSecCSDefaultFlags, &code.ref) != errSecSuccess)
-            return info;
+        if (SecStaticCodeCreateWithPath(url.ref, kSecCSDefaultFlags, &code.ref) != errSecSuccess) return info;
         CFHolder<CFDictionaryRef> signing;
         if (SecCodeCopySigningInformation(code.ref, kSecCSSigningInformation, &signing.ref) != errSecSuccess ||
             !signing.ref) {

@@ -1,4 +1,6 @@
-// The XPC connection to the privileged helper daemon "app.quillmere.helper".
+// The XPC connection to the privileged helper daemon "app.quillmere.helper". Built with
+// ARC. Called on the sampler's queue, a plain thread without an autorelease pool of its
+// own, so every entry point drains its own pool.
 #import <Foundation/Foundation.h>
 #import <ServiceManagement/ServiceManagement.h>
 
@@ -9,7 +11,6 @@
 #include <mutex>
 
 #include "processes/darwin/DarwinProcessSource.h"
-#include "processes/darwin/ObjCMemory.h"
 
 @protocol QuillmereHelperProtocol
 - (void)sampleProcessesWithReply:(void (^)(NSData* records))reply;
@@ -30,22 +31,39 @@ struct PendingReply {
     std::vector<uint8_t> data;
 };
 
+// The connection and what its handlers report. The handlers hold it weakly: one that
+// fires after the transport is gone finds nothing and does nothing.
+struct ConnectionState {
+    std::mutex mutex;
+    NSXPCConnection* connection = nil;
+    std::atomic<bool> lost{false};
+
+    // Drops the connection whose handler fired, unless a newer one replaced it.
+    void forget(NSXPCConnection* which) {
+        NSXPCConnection* dropped = nil;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            if (connection != which) return;
+            dropped = connection;
+            connection = nil;
+        }
+        [dropped invalidate];
+    }
+};
+
 class XPCHelperTransport : public HelperTransport {
 public:
+    XPCHelperTransport() : state_(std::make_shared<ConnectionState>()) {}
     ~XPCHelperTransport() override { invalidate(); }
 
     bool isEnabled() override {
-        if (@available(macOS 13.0, *)) {
+        @autoreleasepool {
             SMAppService* service = [SMAppService daemonServiceWithPlistName:@"app.quillmere.helper.plist"];
             return service.status == SMAppServiceStatusEnabled;
         }
-        return false;
     }
 
     std::optional<std::vector<uint8_t>> request(double timeout) override {
-        // Held for the whole request: a handler on an XPC queue may drop the connection.
-        Held held{currentConnection()};
-        NSXPCConnection* connection = held.connection;
         auto pending = std::make_shared<PendingReply>();
         auto finish = [pending](bool failed, NSData* data) {
             std::lock_guard<std::mutex> lock(pending->mutex);
@@ -59,6 +77,8 @@ public:
             pending->signal.notify_all();
         };
         @autoreleasepool {
+            // A strong local: a handler on an XPC queue may drop the connection meanwhile.
+            NSXPCConnection* connection = currentConnection();
             id proxy = [connection remoteObjectProxyWithErrorHandler:^(NSError* error) {
               (void)error;
               finish(true, nil);
@@ -69,73 +89,57 @@ public:
             }];
         }
         std::unique_lock<std::mutex> lock(pending->mutex);
-        bool answered =
+        const bool answered =
             pending->signal.wait_for(lock, std::chrono::duration<double>(timeout), [&] { return pending->finished; });
         if (!answered || pending->failed) return std::nullopt;
         return std::move(pending->data);
     }
 
     void invalidate() override {
-        NSXPCConnection* connection = nil;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            connection = connection_;
-            connection_ = nil;
+        @autoreleasepool {
+            NSXPCConnection* connection = nil;
+            {
+                std::lock_guard<std::mutex> lock(state_->mutex);
+                connection = state_->connection;
+                state_->connection = nil;
+            }
+            if (!connection) return;
+            // Our own invalidation is not a surprise: silence the handlers first.
+            connection.invalidationHandler = nil;
+            connection.interruptionHandler = nil;
+            [connection invalidate];
         }
-        if (!connection) return;
-        // Our own invalidation is not a surprise: silence the handlers first.
-        connection.invalidationHandler = nil;
-        connection.interruptionHandler = nil;
-        [connection invalidate];
-        QM_OBJC_RELEASE(connection);
     }
 
-    bool takeConnectionLost() override { return lost_.exchange(false); }
+    bool takeConnectionLost() override { return state_->lost.exchange(false); }
 
 private:
-    struct Held {
-        NSXPCConnection* connection;
-        ~Held() { QM_OBJC_RELEASE(connection); }
-    };
-
-    // The connection, made on first use, retained for the caller.
+    // The connection, made on first use (inside the caller's autorelease pool).
     NSXPCConnection* currentConnection() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (connection_) return QM_OBJC_RETAIN(connection_);
+        std::lock_guard<std::mutex> lock(state_->mutex);
+        if (state_->connection) return state_->connection;
         NSXPCConnection* connection = [[NSXPCConnection alloc] initWithMachServiceName:@"app.quillmere.helper"
                                                                                options:NSXPCConnectionPrivileged];
         connection.remoteObjectInterface = [NSXPCInterface interfaceWithProtocol:@protocol(QuillmereHelperProtocol)];
         // Interrupted or invalidated by the system between requests: drop it and let
-        // the client back off.
-        XPCHelperTransport* transport = this;
-        void* which = (__bridge void*)connection;  // identity only: no retain cycle
+        // the client back off. The block holds neither the transport nor (strongly)
+        // the connection, which owns the block.
+        std::weak_ptr<ConnectionState> weakState = state_;
+        __weak NSXPCConnection* weakConnection = connection;
         void (^broken)(void) = ^{
-          transport->lost_ = true;
-          transport->forget(which);
+          std::shared_ptr<ConnectionState> state = weakState.lock();
+          if (!state) return;
+          state->lost = true;
+          state->forget(weakConnection);
         };
         connection.invalidationHandler = broken;
         connection.interruptionHandler = broken;
         [connection resume];
-        connection_ = connection;
-        return QM_OBJC_RETAIN(connection_);
+        state_->connection = connection;
+        return connection;
     }
 
-    // Drops the connection whose handler fired, unless a newer one replaced it.
-    void forget(void* which) {
-        NSXPCConnection* connection = nil;
-        {
-            std::lock_guard<std::mutex> lock(mutex_);
-            if ((__bridge void*)connection_ != which) return;
-            connection = connection_;
-            connection_ = nil;
-        }
-        [connection invalidate];
-        QM_OBJC_RELEASE(connection);
-    }
-
-    std::mutex mutex_;
-    NSXPCConnection* connection_ = nil;
-    std::atomic<bool> lost_{false};
+    std::shared_ptr<ConnectionState> state_;
 };
 
 }  // namespace
