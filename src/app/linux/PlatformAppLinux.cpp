@@ -47,7 +47,8 @@ QuitTrigger currentQuitTrigger() {
     return trigger;
 }
 
-void watchReopen(std::function<void()>) {}
+// Linux has no reopen event; the macOS side keeps the function, hence by value.
+void watchReopen(std::function<void()> /*onReopen*/) {}  // NOLINT(performance-unnecessary-value-param)
 bool activationPolicyIsRegular() { return true; }
 
 bool launchAtLoginEnabled() { return autostartEnabled(autostartPath(configHome())); }
