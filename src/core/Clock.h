@@ -1,6 +1,7 @@
 // Where the sampler and its readers get the time, so tests can drive it.
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "core/Snapshot.h"
@@ -28,30 +29,32 @@ public:
 };
 
 // A clock that only moves when told to. `set` moves the wall clock alone, as a
-// person changing the time would; `reboot` starts a new run of the machine.
+// person changing the time would; `reboot` starts a new run of the machine. The test
+// thread moves it while the history store's and the sampler's threads read it, so
+// every reading is atomic; only the test thread moves it.
 class ManualClock : public Clock {
 public:
     explicit ManualClock(Date start = 1'700'000'000.0) : wall_(start), mono_(1000.0) {}
-    Date now() const override { return wall_; }
-    double monotonic() const override { return mono_; }
-    std::string bootId() const override { return "boot-" + std::to_string(boot_); }
-    bool synchronized() const override { return synchronized_; }
+    Date now() const override { return wall_.load(); }
+    double monotonic() const override { return mono_.load(); }
+    std::string bootId() const override { return "boot-" + std::to_string(boot_.load()); }
+    bool synchronized() const override { return synchronized_.load(); }
     void advance(double seconds) {
-        wall_ += seconds;
-        mono_ += seconds;
+        wall_.store(wall_.load() + seconds);
+        mono_.store(mono_.load() + seconds);
     }
-    void set(Date wall) { wall_ = wall; }
+    void set(Date wall) { wall_.store(wall); }
     void reboot() {
-        boot_ += 1;
-        mono_ = 10.0;
+        boot_.store(boot_.load() + 1);
+        mono_.store(10.0);
     }
-    void setSynchronized(bool synchronized) { synchronized_ = synchronized; }
+    void setSynchronized(bool synchronized) { synchronized_.store(synchronized); }
 
 private:
-    Date wall_;
-    double mono_;
-    int boot_ = 1;
-    bool synchronized_ = false;
+    std::atomic<Date> wall_;
+    std::atomic<double> mono_;
+    std::atomic<int> boot_{1};
+    std::atomic<bool> synchronized_{false};
 };
 
 }  // namespace qm
