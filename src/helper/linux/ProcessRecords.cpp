@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "core/HelperProtocol.h"
 #include "processes/RawProcRecord.h"
 #include "processes/linux/ProcStat.h"
@@ -50,7 +52,8 @@ std::vector<uint8_t> processRecords(const std::string& proc) {
         record.pid = stat->pid;
         record.userTime = static_cast<uint64_t>(static_cast<double>(stat->utime) * nanosPerTick);
         record.systemTime = static_cast<uint64_t>(static_cast<double>(stat->stime) * nanosPerTick);
-        record.footprint = stat->rssPages * pageSize;
+        if (auto statm = parseStatm(readAt(dir, pid + "/statm", buffer, sizeof buffer)))
+            record.footprint = (statm->residentPages - std::min(statm->sharedPages, statm->residentPages)) * pageSize;
         ProcIO io = parseProcIO(readAt(dir, pid + "/io", buffer, sizeof buffer));
         record.diskRead = io.readBytes;
         record.diskWrite = io.writeBytes;

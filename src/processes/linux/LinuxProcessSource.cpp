@@ -121,9 +121,9 @@ void LinuxProcessSource::closeSchedstat(Process& process) {
     --openSchedstats_;
 }
 
-// The stat line: CPU time of all threads, resident size, thread count; and, for a
-// process not seen before (or a pid that now belongs to another one), what stays the
-// same for its lifetime.
+// The stat line: CPU time of all threads and thread count; and, for a process not
+// seen before (or a pid that now belongs to another one), what stays the same for its
+// lifetime. Then its memory.
 bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& isNew) {
     long n = readProcFile(pidName, "stat");
     auto st = n > 0 ? parseProcStat(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
@@ -138,25 +138,74 @@ bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& i
             bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
         process.ppid = st->ppid;
         process.comm = std::move(st->comm);
+        process.kernelThread = (st->flags & kernelThreadFlag) != 0;
         // The real uid: who started it, even when it made its /proc folder root's.
+        // The same file splits its resident size.
         long length = readProcFile(pidName, "status");
-        auto uid = length > 0 ? parseStatusUID(std::string_view(buffer_, static_cast<size_t>(length))) : std::nullopt;
+        std::string_view status(buffer_, length > 0 ? static_cast<size_t>(length) : 0);
+        auto uid = parseStatusUID(status);
+        auto memory = process.kernelThread ? std::nullopt : parseStatusMemory(status);
+        if (memory) {
+            takeStatusMemory(process, *memory);
+        } else if (!process.kernelThread) {
+            process.statusSplits = false;  // a kernel before 4.5: statm's anonymous part alone
+            readMemory(pidName, process);
+        }
         if (!uid) {
             struct stat owner;
             if (::fstatat(procFd_, pidName, &owner, 0) != 0) return false;
             uid = owner.st_uid;
         }
         process.uid = *uid;
+    } else if (!process.kernelThread) {
+        readMemory(pidName, process);
     }
     process.ppid = st->ppid;  // an orphan is adopted by init or a subreaper
     process.cpuTicks = st->utime + st->stime;
-    process.rssPages = st->rssPages;
     const uint64_t threads = std::max<uint64_t>(st->threads, 1);
     // Switches were counted for the main thread alone, or for all threads: a process
     // that changes between one and several threads starts its count afresh.
     if ((threads > 1) != (process.threads > 1)) process.switchesKnown = false;
     process.threads = threads;
     return true;
+}
+
+void LinuxProcessSource::takeStatusMemory(Process& process, const StatusMemory& memory) {
+    const uint64_t pageKiB = pageSize_ / 1024;
+    process.anonPages = memory.anonKiB / pageKiB;
+    process.shmemPages = memory.shmemKiB / pageKiB;
+    process.sharedPages = (memory.fileKiB + memory.shmemKiB) / pageKiB;
+}
+
+// statm (cheap) every time the process ran: its anonymous pages are resident − shared.
+// How the shared part splits into mapped files and shared memory only status says
+// (dearer), so status is read again only when the shared part moved.
+void LinuxProcessSource::readMemory(const char* pidName, Process& process) {
+    long n = readProcFile(pidName, "statm");
+    auto statm = n > 0 ? parseStatm(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+    if (!statm) return;  // exiting: the last figures stand for this tick
+    if (process.statusSplits && statm->sharedPages != process.sharedPages) {
+        n = readProcFile(pidName, "status");
+        auto memory = n > 0 ? parseStatusMemory(std::string_view(buffer_, static_cast<size_t>(n))) : std::nullopt;
+        if (memory) takeStatusMemory(process, *memory);
+    }
+    process.anonPages = statm->residentPages - std::min(statm->sharedPages, statm->residentPages);
+}
+
+// Shared memory mapped by several processes shows in each one's RssShmem; the machine
+// holds it once (meminfo's Shmem). Each process is given its part in proportion, so
+// the list adds up to no more than the machine has. Shmem also holds tmpfs files that
+// no process maps, so the scale is never above 1.
+void LinuxProcessSource::shareSharedMemory() {
+    uint64_t mappedKiB = 0;
+    for (const auto& entry : processes_)
+        if (entry.second.seen == tick_) mappedKiB += entry.second.shmemPages * (pageSize_ / 1024);
+    shmemScale_ = 1.0;
+    if (mappedKiB == 0) return;
+    long n = readAt(procFd_, "meminfo", buffer_, sizeof buffer_ - 1);
+    if (n <= 0) return;  // no machine figure: each keeps its whole RssShmem
+    auto shmem = meminfoKiB(std::string_view(buffer_, static_cast<size_t>(n)), "Shmem");
+    if (shmem && *shmem < mappedKiB) shmemScale_ = static_cast<double>(*shmem) / static_cast<double>(mappedKiB);
 }
 
 std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
@@ -232,6 +281,7 @@ std::vector<BasicInfo> LinuxProcessSource::allProcesses() {
     }
     ::closedir(dir);
     countThreadSwitches(ranWithThreads, list.size());
+    shareSharedMemory();
     // Processes that were not listed have exited.
     if (processes_.size() > list.size())
         for (auto it = processes_.begin(); it != processes_.end();) {
@@ -311,7 +361,8 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
     Process& process = found->second;
     UsageRecord usage;
     usage.cpuTime = static_cast<uint64_t>(static_cast<double>(process.cpuTicks) * nanosPerTick_);
-    usage.memory = process.rssPages * pageSize_;
+    usage.memory = process.anonPages * pageSize_ +
+                   static_cast<uint64_t>(static_cast<double>(process.shmemPages * pageSize_) * shmemScale_);
     usage.wakeups = process.wakeups;
     if (info.uid != ownUID_ && ownUID_ != 0) {
         usage.diskCounted = false;  // another user's: only the helper may read it

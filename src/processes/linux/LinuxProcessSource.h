@@ -7,6 +7,7 @@
 
 #include "processes/DesktopKeys.h"
 #include "processes/ProcessSource.h"
+#include "processes/linux/ProcStat.h"
 
 namespace qm {
 
@@ -16,8 +17,8 @@ namespace qm {
 // What a tick costs is mostly the kernel building /proc files, so each tick reads as
 // little as it can, through a handle on the /proc directory (no path walks):
 //   - once per process lifetime: stat (name, parent, start time, kernel-thread flag)
-//     and the real uid from status (the owner of /proc/<pid> is root for processes
-//     that turn off core dumps, whoever runs them);
+//     and status: the real uid (the owner of /proc/<pid> is root for processes that
+//     turn off core dumps, whoever runs them) and the split of its resident memory;
 //   - every tick, for a process with one thread: schedstat, the scheduler's run time
 //     and switch count, the cheapest file there is, reread from offset 0 through a
 //     handle kept open for the process's lifetime (opening is most of the cost of a
@@ -25,11 +26,24 @@ namespace qm {
 //     is opened afresh). If the process did not run, its CPU time, resident size and
 //     counters cannot have grown, and nothing else is read;
 //   - every tick, for a process with several threads, and for one that ran: stat
-//     (CPU time of all threads, resident size, thread count);
+//     (CPU time of all threads, thread count) and statm (resident and shared pages);
+//     status again only when the shared pages changed;
 //   - io, only for the user's own processes (every process as root) and only when
 //     they ran; other users' disk counters come from quillmere-helper when its
 //     socket is there, and are otherwise marked not counted.
 // A pid whose start time changed is a new process and is read afresh.
+//
+// A process's memory is its footprint, what it alone holds in RAM, so that a group,
+// an app and the whole list add up to the machine's app memory (AnonPages + Shmem):
+//   memory = RssAnon + RssShmem × min(1, Shmem / Σ RssShmem of all processes)
+// RssAnon is its private anonymous memory (heap, stacks, private writes to mapped
+// files). Shared memory (shm, memfd, tmpfs mappings) shows in full in every process
+// that maps it, so each gets a part in proportion to what it maps, scaled to what the
+// machine holds once. Mapped files (the executable, shared libraries, page cache) are
+// never counted: they belong to the machine's cache and are counted there. Swapped-out
+// pages are not in RAM and not counted. Left over: copy-on-write pages a forked child
+// still shares with its parent count in both until one writes them, as the kernel
+// counts them in RssAnon. Kernel threads hold nothing of their own and read 0.
 class LinuxProcessSource : public ProcessSource {
 public:
     // The share of a tick that counting the wake-ups of multi-threaded processes may
@@ -67,10 +81,14 @@ private:
         uint32_t uid = 0;
         std::string comm;
         uint64_t threads = 1;
-        uint64_t cpuTicks = 0;  // all threads
-        uint64_t rssPages = 0;
-        uint64_t runtime = 0;   // scheduler run time of the main thread, ns
-        uint64_t switches = 0;  // context switches: the main thread's, or all threads' when summed
+        uint64_t cpuTicks = 0;      // all threads
+        bool kernelThread = false;  // no memory of its own
+        uint64_t anonPages = 0;     // private anonymous pages
+        uint64_t shmemPages = 0;    // shared memory it maps (all of it, before the share)
+        uint64_t sharedPages = 0;   // file + shmem pages when status was last read
+        bool statusSplits = true;   // whether status has RssAnon, RssFile and RssShmem
+        uint64_t runtime = 0;       // scheduler run time of the main thread, ns
+        uint64_t switches = 0;      // context switches: the main thread's, or all threads' when summed
         bool switchesKnown = false;
         uint64_t wakeups = 0;  // the running count handed to the reader
         uint64_t diskRead = 0;
@@ -90,6 +108,9 @@ private:
     // Reads a file below /proc/<pid> into buffer_ in one read; the length, or -1.
     long readProcFile(const char* pidName, const char* file);
     bool readStat(const char* pidName, Process& process, bool& isNew);
+    void readMemory(const char* pidName, Process& process);
+    void takeStatusMemory(Process& process, const StatusMemory& memory);
+    void shareSharedMemory();
     void countThreadSwitches(std::vector<std::pair<int32_t, Process*>>& candidates, size_t listed);
     std::string procPath(int32_t pid, const char* file) const;
 
@@ -99,6 +120,7 @@ private:
     uint64_t bootTime_ = 0;  // seconds since the epoch, read once so start times stay stable
     double nanosPerTick_;
     uint64_t pageSize_;
+    double shmemScale_ = 1.0;  // each process's part of the shared memory it maps
     uint64_t tick_ = 0;
     size_t wakeupsSkipped_ = 0;
     size_t openSchedstats_ = 0;

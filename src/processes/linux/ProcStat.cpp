@@ -55,10 +55,48 @@ std::optional<uint32_t> parseStatusUID(std::string_view text) {
     return std::nullopt;
 }
 
-std::optional<uint64_t> parseStatmResident(std::string_view text) {
+std::optional<Statm> parseStatm(std::string_view text) {
     auto fields = splitFields(trim(text));
-    if (fields.size() < 2) return std::nullopt;
-    return parseUInt(fields[1]);
+    if (fields.size() < 3) return std::nullopt;
+    auto resident = parseUInt(fields[1]);
+    auto shared = parseUInt(fields[2]);
+    if (!resident || !shared) return std::nullopt;
+    return Statm{*resident, *shared};
+}
+
+std::optional<StatusMemory> parseStatusMemory(std::string_view text) {
+    StatusMemory memory;
+    int found = 0;
+    for (auto line : splitLines(text)) {
+        if (!line.starts_with("Rss")) continue;
+        auto colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        auto key = line.substr(0, colon);
+        auto fields = splitFields(line.substr(colon + 1));
+        auto value = fields.empty() ? std::nullopt : parseUInt(fields[0]);
+        if (!value) continue;
+        if (key == "RssAnon") {
+            memory.anonKiB = *value;
+            ++found;
+        } else if (key == "RssFile") {
+            memory.fileKiB = *value;
+            ++found;
+        } else if (key == "RssShmem") {
+            memory.shmemKiB = *value;
+            ++found;
+        }
+    }
+    if (found < 3) return std::nullopt;
+    return memory;
+}
+
+std::optional<uint64_t> meminfoKiB(std::string_view text, std::string_view key) {
+    for (auto line : splitLines(text)) {
+        if (line.size() <= key.size() || !line.starts_with(key) || line[key.size()] != ':') continue;
+        auto fields = splitFields(line.substr(key.size() + 1));
+        return fields.empty() ? std::nullopt : parseUInt(fields[0]);
+    }
+    return std::nullopt;
 }
 
 ProcIO parseProcIO(std::string_view text) {

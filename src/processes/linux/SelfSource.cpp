@@ -1,11 +1,14 @@
-// Quillmere's own cost: CPU time, resident memory and bytes written, from the kernel's
+// Quillmere's own cost: CPU time, memory footprint and bytes written, from the kernel's
 // accounting of this process. CPU time and the clock are both in nanoseconds.
 #include <sys/resource.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "core/FileRead.h"
 #include "processes/Sources.h"
+#include "processes/linux/ProcStat.h"
 
 namespace qm {
 
@@ -23,11 +26,11 @@ public:
         SelfRecord record;
         record.cpuTime = nanoseconds(usage.ru_utime) + nanoseconds(usage.ru_stime);
         // Always our own /proc entry, whatever root the system sources read below.
+        // Its footprint as every process's: anonymous pages, not the mapped libraries.
         if (auto statm = readLine("/proc/self/statm")) {
-            auto fields = splitFields(*statm);
-            if (fields.size() >= 2)
-                if (auto pages = parseUInt(fields[1]))
-                    record.footprint = *pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+            if (auto pages = parseStatm(*statm))
+                record.footprint = (pages->residentPages - std::min(pages->sharedPages, pages->residentPages)) *
+                                   static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
         }
         if (auto io = readFile("/proc/self/io")) {
             for (auto line : splitLines(*io))
