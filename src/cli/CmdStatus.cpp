@@ -16,6 +16,7 @@
 #include "knowledge/Insights.h"
 #include "knowledge/StatusChips.h"
 #include "readers/MachineInfo.h"
+#include "shell/MachineSections.h"
 
 namespace qm::cli::status_command {
 namespace {
@@ -50,11 +51,13 @@ void run(bool json) {
             {"apps", snapshot->groups.size()},
             {"memory", memory},
             {"memoryGB", wholeGigabytes(memory)},
+            {"memoryUsed", snapshot->memory.used()},
             {"uptime", snapshot->uptime},
             {"chip", machine.chipName},
             {"system", machine.systemName()},
             {"chips", chipList},
         };
+        if (auto note = sections::memoryUsedNote()) out["memoryUsedNote"] = *note;
         printJson(out);
         return;
     }

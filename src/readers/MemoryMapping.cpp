@@ -63,12 +63,29 @@ MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> zramU
     m.total = field(info, "MemTotal");
     const uint64_t shared = field(info, "Shmem");
     m.app = field(info, "AnonPages") + shared;
-    m.wired = minusFloor(field(info, "Unevictable"), field(info, "Mlocked")) + field(info, "SUnreclaim") +
-              field(info, "KernelStack") + field(info, "PageTables");
     // A machine may use both: zram as swap, and zswap in front of a swap file.
     m.compressed = zramUsed.value_or(0) + field(info, "Zswap");
     m.cached = minusFloor(field(info, "Buffers") + field(info, "Cached") + field(info, "SReclaimable"), shared);
     m.free = field(info, "MemFree");
+    const uint64_t kernelNamed = minusFloor(field(info, "Unevictable"), field(info, "Mlocked")) +
+                                 field(info, "SUnreclaim") + field(info, "KernelStack") + field(info, "PageTables");
+    const uint64_t counted = m.app + m.compressed + m.cached + m.free;
+    if (m.total == 0) {
+        m.wired = kernelNamed;
+    } else if (counted + kernelNamed <= m.total) {
+        m.wired = m.total - counted;
+    } else {
+        // The fields were read at slightly different moments, or the kernel counts a
+        // page in two of them: the cache, then free memory, give way, so the parts
+        // still add up to the installed memory and none goes below zero.
+        m.wired = std::min(kernelNamed, m.total);
+        uint64_t over = counted + m.wired - m.total;
+        for (uint64_t* part : {&m.cached, &m.free, &m.compressed, &m.app}) {
+            const uint64_t taken = std::min(over, *part);
+            *part -= taken;
+            over -= taken;
+        }
+    }
     m.swapTotal = field(info, "SwapTotal");
     m.swapUsed = minusFloor(m.swapTotal, field(info, "SwapFree") + field(info, "SwapCached"));
     if (m.total > 0 && info.contains("MemAvailable")) {

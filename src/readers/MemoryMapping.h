@@ -30,13 +30,21 @@ std::optional<PressureStall> parsePressureStall(std::string_view text);
 // Memory figures from meminfo, chosen so that the parts add up to MemTotal:
 //   app        AnonPages + Shmem: process memory, and shared memory (tmpfs, /dev/shm,
 //              memfd, GPU buffers) which lives until someone frees it, like an app's;
-//   wired      Unevictable − Mlocked + SUnreclaim + KernelStack + PageTables: memory
-//              the kernel cannot give back. Mlocked pages are unevictable but already
-//              counted where they belong (AnonPages, or Cached for locked files);
+//   wired      the rest of MemTotal: memory the kernel holds and cannot give back.
+//              It names some of it (SUnreclaim, KernelStack, PageTables, unevictable
+//              pages that are not mlocked ones already in AnonPages or Cached) and
+//              not the rest (vmalloc, per-CPU areas, drivers' pages, huge pages set
+//              aside), so wired is what remains once the other parts are counted;
 //   compressed what the zram devices in use occupy (`zramUsed`), plus zswap's pool;
 //   cached     Buffers + Cached + SReclaimable − Shmem: what the kernel can drop
 //              (Cached includes shared memory, which cannot be dropped);
 //   free       MemFree.
+// When the fields do not add up (read at different moments, or a page counted in two
+// of them), wired is the kernel's named part and the cache, then free memory, shrink
+// by the excess: the parts always add up to MemTotal and none is negative.
+// "Used" (app + wired + compressed) is MemTotal − MemFree − Buffers − Cached −
+// SReclaimable + Shmem: the free command's older "used". Its newer one is MemTotal −
+// MemAvailable, which also counts the cache and free pages the kernel holds back.
 // The pressure level is left normal: it needs the stall figures (below).
 MemoryStats memoryFromMeminfo(const Meminfo& info, std::optional<uint64_t> zramUsed);
 

@@ -21,6 +21,15 @@ std::string memoryUsedLine(const MemoryStats& m) {
     return Fmt::bytes(static_cast<double>(m.used())) + " of " + Fmt::bytes(static_cast<double>(m.total)) + " used";
 }
 
+std::optional<std::string> memoryUsedNote() {
+#ifdef __APPLE__
+    return std::nullopt;
+#else
+    return "Used is apps, wired and compressed memory. The \u201cused\u201d of the free command is total "
+           "minus available: it also counts cache and free memory the kernel keeps in reserve.";
+#endif
+}
+
 std::string pressureLine(const MemoryStats& m) {
     return "Pressure " + Fmt::percent(m.pressure) + " \u00b7 " + label(m.pressureLevel);
 }

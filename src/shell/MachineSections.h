@@ -22,6 +22,9 @@ struct MemoryPart {
 std::vector<MemoryPart> memoryParts(const MemoryStats& memory);
 // "9.2 GB of 16 GB used"
 std::string memoryUsedLine(const MemoryStats& memory);
+// One line on how "used" relates to the system's own tool (the free command on Linux);
+// absent on a Mac, whose Activity Monitor counts it the same way.
+std::optional<std::string> memoryUsedNote();
 // "Pressure 38% · Normal"
 std::string pressureLine(const MemoryStats& memory);
 // "1.2 GB of 4.0 GB swap used", "No swap in use", "No swap space configured"

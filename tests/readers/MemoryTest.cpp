@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "core/FileRead.h"
 #include "readers/MemoryMapping.h"
 
 namespace qm {
@@ -32,7 +33,7 @@ TEST(MeminfoTest, MapsFieldsToMemoryStats) {
     MemoryStats m = memoryFromMeminfo(info, std::nullopt);
     EXPECT_EQ(m.total, 1000 * KB);
     EXPECT_EQ(m.app, 420 * KB) << "anonymous pages and shared memory";
-    EXPECT_EQ(m.wired, 9 * KB) << "mlocked pages are already in AnonPages";
+    EXPECT_EQ(m.wired, 75 * KB) << "the rest of the installed memory: the kernel's own";
     EXPECT_EQ(m.cached, 335 * KB) << "buffers, page cache and reclaimable slab, less shared memory";
     EXPECT_EQ(m.free, 100 * KB);
     EXPECT_EQ(m.swapTotal, 500 * KB);
@@ -60,6 +61,45 @@ TEST(MeminfoTest, ClampsInsteadOfWrapping) {
     EXPECT_EQ(noTotal.total, 0u);
     EXPECT_DOUBLE_EQ(noTotal.pressure, 0.0);
     EXPECT_EQ(memoryFromMeminfo({}, {}), MemoryStats{});
+}
+
+// Real meminfo files: a Debian VM (6.1, with MemAvailable) and an older server kernel
+// without it. The parts add up to MemTotal exactly, the kernel's unnamed allocations
+// are wired, and "used" is what free counted as used before it switched to available.
+TEST(MeminfoTest, RealFilesAddUpAndBrokenOnesStayWhole) {
+    for (const char* name : {"meminfo/debian-vm", "sample-machine/proc/meminfo"}) {
+        const Meminfo info = parseMeminfo(readFile(std::string(QM_FIXTURES) + "/linux/" + name).value_or(""));
+        ASSERT_TRUE(info.contains("MemTotal")) << name;
+        const MemoryStats m = memoryFromMeminfo(info, std::nullopt);
+        EXPECT_EQ(m.app + m.wired + m.compressed + m.cached + m.free, m.total) << name;
+        const uint64_t named = info.at("SUnreclaim") + info.at("KernelStack") + info.at("PageTables");
+        EXPECT_GE(m.wired, named) << name;
+        EXPECT_LT(m.wired, m.total / 20) << name << ": the kernel's part, not a lost share of the machine";
+        EXPECT_EQ(m.used(), m.total - info.at("MemFree") - info.at("Buffers") - info.at("Cached") -
+                                info.at("SReclaimable") + info.at("Shmem"))
+            << name;
+    }
+
+    // Fields that cannot all be true at once (free memory read a moment after the cache
+    // grew): the kernel keeps its named part, the cache gives way, nothing wraps.
+    Meminfo racy = parseMeminfo(readFile(std::string(QM_FIXTURES) + "/linux/meminfo/debian-vm").value_or(""));
+    racy["MemFree"] += 300 * 1024 * KB;
+    const MemoryStats m = memoryFromMeminfo(racy, std::nullopt);
+    EXPECT_EQ(m.app + m.wired + m.compressed + m.cached + m.free, m.total);
+    EXPECT_EQ(m.wired, racy.at("SUnreclaim") + racy.at("KernelStack") + racy.at("PageTables") + racy.at("Unevictable") -
+                           racy.at("Mlocked"));
+    EXPECT_EQ(m.free, racy.at("MemFree"));
+    for (uint64_t part : {m.app, m.wired, m.compressed, m.cached, m.free}) EXPECT_LE(part, m.total);
+
+    // Everything claimed at once: the cache and free memory are both used up, never below 0.
+    Meminfo absurd = parseMeminfo(
+        "MemTotal: 1000 kB\nMemFree: 900 kB\nCached: 900 kB\nAnonPages: 300 kB\n"
+        "SUnreclaim: 50 kB\nUnevictable: 5 kB\nMlocked: 10 kB\n");
+    const MemoryStats a = memoryFromMeminfo(absurd, std::nullopt);
+    EXPECT_EQ(a.wired, 50 * KB) << "more locked than unevictable counts nothing, not a wrapped figure";
+    EXPECT_EQ(a.cached, 0u);
+    EXPECT_EQ(a.free, 650 * KB);
+    EXPECT_EQ(a.app + a.wired + a.compressed + a.cached + a.free, a.total);
 }
 
 TEST(PressureTest, StallSharesAndAvailableMemoryGiveTheLevel) {

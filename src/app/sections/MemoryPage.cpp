@@ -60,6 +60,10 @@ MemoryPage::MemoryPage(AppContext& context, QWidget* parent) : SectionPage(Secti
 
     auto* breakdown = new Card(QString::fromUtf8(sections::sectionText::breakdownTitle), content);
     used_ = makeText({}, breakdown);
+    auto* usedNote = makeText(shown(sections::memoryUsedNote().value_or("")), breakdown, true);
+    usedNote->setObjectName("memoryUsedNote");
+    usedNote->setWordWrap(true);
+    usedNote->setVisible(sections::memoryUsedNote().has_value());
     bar_ = new BreakdownBar(breakdown);
     legend_ = makeText({}, breakdown);
     legend_->setTextFormat(Qt::RichText);
@@ -68,8 +72,8 @@ MemoryPage::MemoryPage(AppContext& context, QWidget* parent) : SectionPage(Secti
     chart_->setStacked(true);
     chart_->setMinimumHeight(140);
     chart_->setValueText([](double v) { return QString::fromStdString(Fmt::bytes(v)); });
-    for (QWidget* w : {static_cast<QWidget*>(used_), static_cast<QWidget*>(bar_), static_cast<QWidget*>(legend_),
-                       static_cast<QWidget*>(chart_)})
+    for (QWidget* w : {static_cast<QWidget*>(used_), static_cast<QWidget*>(usedNote), static_cast<QWidget*>(bar_),
+                       static_cast<QWidget*>(legend_), static_cast<QWidget*>(chart_)})
         breakdown->body()->addWidget(w);
     layout->addWidget(breakdown);
 
