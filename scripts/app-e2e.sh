@@ -4,7 +4,8 @@
 #   - the tray icon appears and shows the label in each of the five styles,
 #   - a click on it opens the quick look, `--toggle` closes it,
 #   - `--show KEY` opens the window on that group (a second launch hands over, exits 0),
-#   - Ctrl+Q hides the window to the tray, Ctrl+Alt+Q quits after writing the partial minute,
+#   - Ctrl+Q hides the window to the tray (three times, the icon stays), a restarted tray
+#     panel gets the icon back, Ctrl+Alt+Q quits after writing the partial minute,
 #   - SIGTERM quits and saves too,
 # and saves screenshots of the tray in each style, the quick look, the overview and
 # each settings page to docs/screenshots/ (or the folder given with --shots).
@@ -151,6 +152,24 @@ if wait_for 5 visible "Quillmere is still running"; then
 else
     fail "no background hint"
 fi
+
+# Hiding to the tray never takes the tray icon with it: three times over.
+for round in 1 2 3; do
+    "$app"
+    wait_for 5 visible "^Quillmere$" || { fail "round $round: the window did not open"; continue; }
+    xdotool windowfocus --sync "$(visible "^Quillmere$" | head -1)" key ctrl+q
+    if wait_for 5 bash -c "! xdotool search --onlyvisible --name '^Quillmere\$'" && sleep 1 && has_icon; then
+        pass "round $round: Ctrl+Q hid the window and the tray icon is still there"
+    else
+        fail "round $round: after Ctrl+Q the tray icon is gone"
+    fi
+done
+
+# The panel restarts: the icon comes back in the new one.
+kill "$tray_pid" 2>/dev/null; wait "$tray_pid" 2>/dev/null || true
+desktop_tray --SetDockType true --transparent false --tint 0x30343a --expand true
+tray=$(xdotool search --onlyvisible --class trayer | head -1)
+if wait_for 15 has_icon; then pass "a restarted tray panel gets the icon back"; else fail "no icon after the panel restarted"; fi
 
 # Ctrl+Alt+Q quits completely and writes the minute in progress.
 db=$XDG_DATA_HOME/quillmere/history.sqlite

@@ -6,7 +6,7 @@
 #   desktop_display [WIDTHxHEIGHT]   Xvfb on a free display number; exports DISPLAY
 #   desktop_bus                      a private session bus; exports DBUS_SESSION_BUS_ADDRESS
 #   desktop_home                     private XDG config, data and runtime folders
-#   desktop_tray [trayer options]    trayer along the top right, once it is mapped
+#   desktop_tray [trayer options]    trayer along the top right, once it is mapped ($tray_pid)
 #   wait_for SECONDS COMMAND...      polls COMMAND every 0.1 s until it succeeds
 #
 # $work is a scratch folder; every pid added to `pids` is ended, and $work removed, on exit.
@@ -58,6 +58,7 @@ desktop_home() {
 desktop_tray() {
     trayer --edge top --align right --widthtype pixel --width 160 --heighttype pixel --height 32 "$@" \
         >/dev/null 2>&1 &
-    pids+=($!)
+    tray_pid=$!
+    pids+=($tray_pid)
     wait_for 10 xdotool search --onlyvisible --class trayer || { echo "trayer did not start" >&2; exit 1; }
 }

@@ -126,8 +126,19 @@ void AppDelegate::updateMenuBarPresence() {
                 logLine("no system tray on this desktop; the Quillmere window stays open instead");
                 openMainWindow();
             }
+            // A panel that starts after us (or restarts) gets the item as soon as it is
+            // there: look again every few seconds, only while there is none.
+            if (!trayWatch_) {
+                trayWatch_ = new QTimer(this);
+                trayWatch_->setTimerType(Qt::VeryCoarseTimer);
+                trayWatch_->setInterval(3000);
+                connect(trayWatch_, &QTimer::timeout, this, &AppDelegate::updateMenuBarPresence);
+            }
+            trayWatch_->start();
             return;
         }
+        if (trayWatch_) trayWatch_->stop();
+        if (trayMissing_) logLine("a system tray appeared; the Quillmere item is in it");
         trayMissing_ = false;
         menuBar_->install();
     } else if (!wanted && menuBar_->isInstalled()) {
@@ -229,7 +240,8 @@ void AppDelegate::showWhatsNewIfPending() {
 void AppDelegate::userQuit() {
     // Hiding behind an item nobody can click (no tray, or behind the camera housing)
     // would leave an invisible running program: then ⌘Q quits.
-    const bool reachable = !trayMissing_ && !(menuBar_ && menuBar_->hiddenByNotch());
+    const bool hostGone = menuBar_ && menuBar_->isInstalled() && !menuBar_->item().hostAvailable();
+    const bool reachable = !trayMissing_ && !hostGone && !(menuBar_ && menuBar_->hiddenByNotch());
     if (reachable && policy_.reply(QuitPolicy::QuitRequest::userQuit) == QuitPolicy::Reply::goToBackground) {
         goToBackground();
         return;
@@ -244,10 +256,21 @@ void AppDelegate::completeQuit() {
 
 void AppDelegate::systemQuit() { quitForReal(); }
 
+namespace {
+bool isTrayIconWindow(const QWidget* widget) {
+    const Qt::WindowFlags flags = widget->windowFlags();
+    return flags.testFlag(Qt::FramelessWindowHint) || flags.testFlag(Qt::BypassWindowManagerHint) ||
+           flags.testFlag(Qt::X11BypassWindowManagerHint) ||
+           QByteArray(widget->metaObject()->className()).startsWith("QSystemTrayIcon");
+}
+}  // namespace
+
 void AppDelegate::goToBackground() {
-    // Every titled window closes; the quick look and menus are not windows in that sense.
+    // Every titled window closes; the quick look and menus are not windows in that sense,
+    // and neither is the tray icon: on an XEmbed tray Qt draws it in a frameless
+    // top-level window of its own, and closing that one takes the icon away for good.
     for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (!widget->isVisible()) continue;
+        if (!widget->isVisible() || isTrayIconWindow(widget)) continue;
         const Qt::WindowType type = widget->windowType();
         if (type == Qt::Window || type == Qt::Dialog) widget->close();
     }

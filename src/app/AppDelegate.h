@@ -18,6 +18,7 @@
 #include "shell/QuitPolicy.h"
 
 class QFileSystemWatcher;
+class QTimer;
 
 namespace qm::app {
 
@@ -103,6 +104,7 @@ private:
     bool quitting_ = false;
     bool trayMissing_ = false;
     bool trayMissingSaid_ = false;
+    QTimer* trayWatch_ = nullptr;  // runs only while the tray host is missing
     bool whatsNewChecked_ = false;
     int hintsShown_ = 0;
 };

@@ -28,7 +28,21 @@ MainWindow::MainWindow(AppContext& context, QWidget* parent) : QMainWindow(paren
     sidebar_ = new QListWidget(central);
     sidebar_->setObjectName("sidebar");
     sidebar_->setFixedWidth(190);
-    for (Section section : allSections) sidebar_->addItem(QString::fromStdString(title(section)));
+    sidebar_->setAccessibleName("Sections");
+    for (size_t i = 0; i < allSections.size(); ++i) {
+        const Section section = allSections[i];
+        const QString name = QString::fromStdString(title(section));
+        auto* item = new QListWidgetItem(name, sidebar_);
+        // Ctrl+1 … Ctrl+9 open the sections in their order (⌘1 … on a Mac).
+        if (i < 9) {
+            const QKeySequence keys(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + static_cast<int>(i)));
+            item->setToolTip(QString("%1 (%2)").arg(name, keys.toString(QKeySequence::NativeText)));
+            auto* go = new QAction(name, this);
+            go->setShortcut(keys);
+            connect(go, &QAction::triggered, this, [this, section] { context_.ui->show(section); });
+            addAction(go);
+        }
+    }
     stack_ = new QStackedWidget(central);
     layout->addWidget(sidebar_);
     layout->addWidget(stack_, 1);

@@ -49,6 +49,19 @@ std::string socketPath() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Help and the version need no display.
+    {
+        std::vector<std::string> args(argv + (argc > 0 ? 1 : 0), argv + argc);
+        const qm::LaunchArguments early = qm::parseLaunchArguments(args);
+        if (early.help) {
+            std::fputs(qm::launchUsage().c_str(), stdout);
+            return std::fflush(stdout) == 0 ? 0 : 1;
+        }
+        if (early.version) {
+            std::printf("quillmere-app %s\n", QUILLMERE_VERSION);
+            return std::fflush(stdout) == 0 ? 0 : 1;
+        }
+    }
     if (auto problem = qm::app::displayUnreachable()) {
         std::fprintf(stderr, "Quillmere: %s\n", problem->c_str());
         return 1;

@@ -24,6 +24,7 @@
 #include "cli/Output.h"
 #include "cli/ProcessDetails.h"
 #include "fmt/Fmt.h"
+#include "processes/ProcessCommandLine.h"
 #include "processes/SignatureCache.h"
 #include "processes/Sources.h"
 #include "shell/AppsTable.h"
@@ -187,7 +188,7 @@ std::string printRow(const Layout& layout, const ProcRow& row, const Lookup& loo
     // Child rows in the tree show what each process runs, not fourteen times "bash".
     std::string name = row.name;
     if (child) {
-        std::string command = pid ? commandLine(*pid) : std::string();
+        std::string command = pid ? processCommandLine(*pid) : std::string();
         // The program's own name is enough in a row: "cc1plus -quiet ...", not its whole path.
         if (auto slash = command.rfind('/', command.find(' '));
             !command.empty() && command[0] == '/' && slash != std::string::npos)
@@ -219,7 +220,7 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, const TrustLook
         for (const ProcessSample& p : g->processes) pids.push_back(p.pid);
     }
     j["pids"] = pids;
-    j["commandLine"] = pid ? nlohmann::json(commandLine(*pid)) : nlohmann::json(nullptr);
+    j["commandLine"] = pid ? nlohmann::json(processCommandLine(*pid)) : nlohmann::json(nullptr);
     auto power = lookup.power(row);
     j["power"] = power ? nlohmann::json(*power) : nlohmann::json(nullptr);
     // Who made it: the group's executable, or the process's own.
@@ -239,7 +240,7 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, const TrustLook
 
 // apps --pid N: one process in full.
 void printProcess(const ProcessSample& p, const AppGroup& group, bool json) {
-    const std::string command = commandLine(p.pid);
+    const std::string command = processCommandLine(p.pid);
     if (json) {
         printJson({{"pid", p.pid},
                    {"ppid", p.ppid},

@@ -48,6 +48,8 @@ const std::vector<KnownSetting>& knownSettings() {
          "quitting hides to the menu bar (unset: when the menu bar item is on and onboarding is done)"},
         {"quit.backgroundHintShown", SettingType::boolean, false, "the background-running hint was shown"},
         {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run", true},
+        {"apps.columns", SettingType::text, std::string("kind,cpuHistory,memoryHistory"),
+         "the apps table's optional columns, separated by commas: pid, user, kind, cpuHistory, memoryHistory"},
         {"whatsNew.lastSeenVersion", SettingType::text, std::nullopt, "version whose release notes were last settled"},
         {"top.interval", SettingType::number, std::nullopt,
          "seconds between samples in quillmere top, as last set with + and - (unset: refresh.interval)"},

@@ -13,6 +13,7 @@
 #include "fmt/Fmt.h"
 #include "knowledge/ProcessLibrary.h"
 #include "knowledge/TextCase.h"
+#include "processes/ProcessCommandLine.h"
 #include "processes/SignatureCache.h"
 
 namespace qm::cli::explain_command {
@@ -112,7 +113,7 @@ std::string runningLine(const Found& found) {
     const AppGroup& group = *found.group;
     std::string line = "Running now: ";
     if (found.process) {
-        const std::string command = commandLine(found.process->pid);
+        const std::string command = processCommandLine(found.process->pid);
         line += "pid " + std::to_string(found.process->pid) + " (" + (command.empty() ? found.process->name : command) +
                 ") in " + group.name + ", ";
     } else {
@@ -150,7 +151,7 @@ nlohmann::json toJSON(const std::string& name, const Found& found) {
     if (found.process)
         out["process"] = {{"pid", found.process->pid},
                           {"name", found.process->name},
-                          {"commandLine", commandLine(found.process->pid)}};
+                          {"commandLine", processCommandLine(found.process->pid)}};
     if (found.group) {
         SignatureInfo signature = SignatureCache::shared().lookupAndWait(groupExecutable(*found.group));
         out["running"] = {{"group", found.group->id},

@@ -102,13 +102,6 @@ void appendTree(std::vector<Row>& out, const std::unordered_map<int32_t, std::ve
 
 }  // namespace
 
-bool processMatches(const ProcessSample& process, std::string_view lowerFilter, const CommandLineOf& commandLine) {
-    if (lowerFilter.empty()) return true;
-    if (lowercased(process.name).find(lowerFilter) != std::string::npos) return true;
-    if (std::to_string(process.pid).rfind(lowerFilter, 0) == 0) return true;
-    return commandLine && lowercased(commandLine(process.pid)).find(lowerFilter) != std::string::npos;
-}
-
 std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& options,
                          const CommandLineOf& commandLine) {
     const std::string filter = lowercased(options.filter);
@@ -126,7 +119,7 @@ std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& 
             }
         std::unordered_set<int32_t> kept;
         for (const auto& [pid, p] : byPID) {
-            if (!processMatches(*p, filter, commandLine)) continue;
+            if (!processMatchesFilter(*p, filter, commandLine)) continue;
             // Walk up; a loop in the parent links (a reused pid) stops at a seen one.
             for (int32_t at = pid; byPID.count(at) && kept.insert(at).second;) at = byPID[at]->ppid;
         }
@@ -147,7 +140,7 @@ std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& 
     if (options.allProcesses) {
         for (const AppGroup& g : groups)
             for (const ProcessSample& p : g.processes)
-                if (processMatches(p, filter, commandLine)) rows.push_back(processRow(p, g.id));
+                if (processMatchesFilter(p, filter, commandLine)) rows.push_back(processRow(p, g.id));
         std::sort(rows.begin(), rows.end(), order);
         return rows;
     }
@@ -157,7 +150,7 @@ std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& 
         const bool nameMatches = filter.empty() || lowercased(g.name).find(filter) != std::string::npos;
         bool anyProcess = nameMatches;
         for (size_t i = 0; !anyProcess && i < g.processes.size(); ++i)
-            anyProcess = processMatches(g.processes[i], filter, commandLine);
+            anyProcess = processMatchesFilter(g.processes[i], filter, commandLine);
         if (anyProcess) kept.emplace_back(groupRow(g), &g);
     }
     std::sort(kept.begin(), kept.end(), [&](const auto& a, const auto& b) { return order(a.first, b.first); });
@@ -171,7 +164,7 @@ std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& 
         const bool allMembers = filter.empty() || lowercased(group->name).find(filter) != std::string::npos;
         std::vector<Row> members;
         for (const ProcessSample& p : group->processes)
-            if (allMembers || processMatches(p, filter, commandLine)) members.push_back(processRow(p, group->id));
+            if (allMembers || processMatchesFilter(p, filter, commandLine)) members.push_back(processRow(p, group->id));
         std::sort(members.begin(), members.end(), order);
         for (size_t i = 0; i < members.size(); ++i) {
             members[i].prefix = i + 1 == members.size() ? "\u2514\u2500 " : "\u251c\u2500 ";

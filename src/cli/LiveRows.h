@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "core/Snapshot.h"
+#include "shell/AppsTable.h"
 
 namespace qm::cli::live {
 
@@ -46,15 +47,10 @@ struct RowOptions {
     std::set<std::string> collapsed;  // tree nodes ("pid:<pid>") whose children are hidden
 };
 
-// A process's command line ("" when unknown); the view caches what it reads.
-using CommandLineOf = std::function<std::string(int32_t pid)>;
+using qm::CommandLineOf;
 
 std::vector<Row> rowsFor(const std::vector<AppGroup>& groups, const RowOptions& options,
                          const CommandLineOf& commandLine);
-
-// Whether a process answers the filter: the lower-cased filter occurs in its name or
-// command line, or the filter is the start of its PID. An empty filter matches all.
-bool processMatches(const ProcessSample& process, std::string_view lowerFilter, const CommandLineOf& commandLine);
 
 std::string_view rawValue(SortColumn column);  // "pid", "name", "cpu", "memory", "power", "disk"
 std::optional<SortColumn> sortColumnFromRaw(std::string_view raw);

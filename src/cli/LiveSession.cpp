@@ -23,6 +23,7 @@
 #include "history/HistoryFiles.h"
 #include "history/HistoryStore.h"
 #include "knowledge/ProcessLibrary.h"
+#include "processes/ProcessCommandLine.h"
 #include "processes/SignatureCache.h"
 
 namespace qm::cli {
@@ -56,7 +57,7 @@ class CommandLines {
 public:
     const std::string& of(int32_t pid, const std::string& name) {
         auto [it, added] = lines_.try_emplace(pid);
-        if (added || it->second.first != name) it->second = {name, commandLine(pid)};
+        if (added || it->second.first != name) it->second = {name, processCommandLine(pid)};
         return it->second.second;
     }
     void keepOnly(const Snapshot& snapshot) {

@@ -6,27 +6,9 @@
 #include <cstdlib>
 
 #include "core/FileRead.h"
-#include "core/Paths.h"
 #include "core/Utf8.h"
 
 namespace qm::cli {
-
-std::string commandLine(int32_t pid) {
-#ifdef __linux__
-    if (pid <= 0) return {};
-    // Arguments are separated by NULs; long ones are cut at 4 KB, far beyond any row.
-    auto raw = readFile(systemRoot() + "/proc/" + std::to_string(pid) + "/cmdline", 4096);
-    if (!raw) return {};
-    std::string text = *raw;
-    while (!text.empty() && text.back() == '\0') text.pop_back();
-    for (char& c : text)
-        if (c == '\0') c = ' ';
-    return text;
-#else
-    (void)pid;
-    return {};
-#endif
-}
 
 size_t displayWidth(const std::string& text) {
     size_t chars = 0;

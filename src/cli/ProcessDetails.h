@@ -1,15 +1,10 @@
-// What the command line adds to a process row so a person can act on it: the full
-// command line, and text made safe and narrow enough for a terminal.
+// Text made safe and narrow enough for a terminal's rows.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 namespace qm::cli {
-
-// The process's arguments joined by spaces ("bash -c make -j2"); empty when they are
-// unreadable (the process ended, a kernel thread, another platform).
-std::string commandLine(int32_t pid);
 
 // Printable text of at most `width` characters, padded to `width` with spaces: control
 // characters become '?', a cut is marked with "…". Characters are counted as UTF-8

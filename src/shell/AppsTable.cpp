@@ -1,6 +1,7 @@
 #include "shell/AppsTable.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "knowledge/TextCase.h"
 
@@ -38,11 +39,20 @@ ProcRow processRow(const AppGroup& group, const ProcessSample& p) {
     row.memory = static_cast<double>(p.memory);
     row.power = p.power.value_or(0);
     row.disk = p.diskReadRate + p.diskWriteRate;
+    row.uid = p.uid;
     row.count = 1;
     row.approximate = p.approximate;
     return row;
 }
 }  // namespace
+
+bool processMatchesFilter(const ProcessSample& process, std::string_view lowerFilter,
+                          const CommandLineOf& commandLine) {
+    if (lowerFilter.empty()) return true;
+    if (lowercased(process.name).find(lowerFilter) != std::string::npos) return true;
+    if (std::to_string(process.pid).rfind(lowerFilter, 0) == 0) return true;
+    return commandLine && lowercased(commandLine(process.pid)).find(lowerFilter) != std::string::npos;
+}
 
 bool AppsTable::matches(Filter filter, ProcessKind kind) {
     switch (filter) {
@@ -62,7 +72,7 @@ std::vector<ProcRow> AppsTable::rows(const std::vector<AppGroup>& groups) const 
         if (!needle.empty()) {
             bool found = lowercased(group.name).find(needle) != std::string::npos;
             for (size_t i = 0; !found && i < group.processes.size(); ++i)
-                found = lowercased(group.processes[i].name).find(needle) != std::string::npos;
+                found = processMatchesFilter(group.processes[i], needle, commandLine);
             if (!found) continue;
         }
         ProcRow row;
@@ -75,8 +85,13 @@ std::vector<ProcRow> AppsTable::rows(const std::vector<AppGroup>& groups) const 
         row.power = group.power.value_or(0);
         row.disk = group.diskReadRate + group.diskWriteRate;
         row.count = static_cast<int64_t>(group.processes.size());
+        if (group.processes.size() == 1) row.onlyProcess = group.processes.front().pid;
         row.approximate = std::any_of(group.processes.begin(), group.processes.end(),
                                       [](const ProcessSample& p) { return p.approximate; });
+        if (!group.processes.empty() &&
+            std::all_of(group.processes.begin(), group.processes.end(),
+                        [&](const ProcessSample& p) { return p.uid == group.processes.front().uid; }))
+            row.uid = group.processes.front().uid;
         if (group.processes.size() >= 2) {
             std::vector<ProcRow> children;
             for (const auto& p : group.processes) children.push_back(processRow(group, p));
@@ -87,6 +102,24 @@ std::vector<ProcRow> AppsTable::rows(const std::vector<AppGroup>& groups) const 
     }
     sortRows(rows, sortOrder);
     return rows;
+}
+
+std::vector<ProcRow> inShownOrder(std::vector<ProcRow> fresh, const std::vector<ProcRow>& shown) {
+    std::unordered_map<std::string, size_t> place;
+    for (size_t i = 0; i < shown.size(); ++i) place.emplace(shown[i].id, i);
+    for (ProcRow& row : fresh) {
+        if (!row.children) continue;
+        auto before = place.find(row.id);
+        if (before != place.end() && shown[before->second].children)
+            row.children = inShownOrder(std::move(*row.children), *shown[before->second].children);
+    }
+    // Rows on screen first, by their old place; new rows after them, still sorted.
+    std::stable_sort(fresh.begin(), fresh.end(), [&](const ProcRow& a, const ProcRow& b) {
+        auto x = place.find(a.id), y = place.find(b.id);
+        const size_t unseen = shown.size();
+        return (x == place.end() ? unseen : x->second) < (y == place.end() ? unseen : y->second);
+    });
+    return fresh;
 }
 
 std::string_view rawValue(AppsTable::Filter filter) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,17 +13,27 @@
 
 namespace qm {
 
+// A process's command line ("" when unknown); callers cache what they read.
+using CommandLineOf = std::function<std::string(int32_t pid)>;
+
+// Whether a process answers a filter: the lower-cased filter occurs in its name or
+// command line, or the filter is the start of its PID. An empty filter matches all.
+// The command line is read only when the name and PID do not already match.
+bool processMatchesFilter(const ProcessSample& process, std::string_view lowerFilter, const CommandLineOf& commandLine);
+
 struct ProcRow {
-    std::string id;       // the group's id, or "pid:<pid>" for a process row
-    std::string groupID;  // the group the row belongs to
-    std::optional<int32_t> pid;
+    std::string id;                      // the group's id, or "pid:<pid>" for a process row
+    std::string groupID;                 // the group the row belongs to
+    std::optional<int32_t> pid;          // a process row's process
+    std::optional<int32_t> onlyProcess;  // the one process of a one-process group, for its PID column
     std::string name;
     ProcessKind kind = ProcessKind::background;
-    double cpu = 0;     // percent of one core
-    double memory = 0;  // bytes
-    double power = 0;   // watts (0 when unknown)
-    double disk = 0;    // bytes per second read plus written
-    int64_t count = 1;  // processes in the group
+    double cpu = 0;               // percent of one core
+    double memory = 0;            // bytes
+    double power = 0;             // watts (0 when unknown)
+    std::optional<uint32_t> uid;  // the owner: a process's, or a group's when all its processes share one
+    double disk = 0;              // bytes per second read plus written
+    int64_t count = 1;            // processes in the group
     bool approximate = false;
     std::optional<std::vector<ProcRow>> children;  // only for groups of two or more
 };
@@ -39,7 +50,8 @@ public:
     };
 
     Filter filter = Filter::all;
-    std::string query;
+    std::string query;          // matched against names, PIDs and command lines
+    CommandLineOf commandLine;  // where command lines come from; none: names and PIDs only
     std::vector<SortKey> sortOrder{SortKey{Column::cpu, false}};
 
     // The table for one snapshot's groups.
@@ -47,6 +59,12 @@ public:
 
     static bool matches(Filter filter, ProcessKind kind);
 };
+
+// Fresh rows in the order of the rows on screen: rows still present keep their places
+// (a group's processes too), new ones follow in their sorted order, vanished ones go.
+// While the pointer rests on the table it re-sorts nothing, so a click lands on the row
+// it was aimed at; the figures still change.
+std::vector<ProcRow> inShownOrder(std::vector<ProcRow> fresh, const std::vector<ProcRow>& shown);
 
 std::string_view rawValue(AppsTable::Filter filter);  // "all", "apps", "background", "system"
 std::optional<AppsTable::Filter> appsFilterFromRaw(std::string_view raw);

@@ -36,7 +36,11 @@ LaunchArguments parseLaunchArguments(const std::vector<std::string>& args) {
     LaunchArguments result;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
-        if (arg == "--toggle") {
+        if (arg == "--help" || arg == "-h") {
+            result.help = true;
+        } else if (arg == "--version") {
+            result.version = true;
+        } else if (arg == "--toggle") {
             result.request = {InstanceRequest::Kind::toggle, {}};
         } else if (arg == "--show" || arg.starts_with("--show=")) {
             std::string key;
@@ -59,11 +63,26 @@ LaunchArguments parseLaunchArguments(const std::vector<std::string>& args) {
         } else if (arg.starts_with("-") && !arg.starts_with("--")) {
             // another of Qt's switches
         } else {
-            result.error = "unknown argument " + arg + " (use --toggle or --show KEY)";
+            result.error = "unknown argument " + arg + " (see quillmere-app --help)";
             return result;
         }
     }
     return result;
+}
+
+std::string launchUsage() {
+    return "Usage: quillmere-app [--toggle | --show KEY]\n"
+           "The Quillmere desktop app: an item in the system tray and a window with the\n"
+           "machine's figures, its apps and their history. One runs per user; starting it\n"
+           "again hands the request to the running one.\n"
+           "\n"
+           "  (no option)   open the window\n"
+           "  --toggle      open or close the quick look beside the tray item\n"
+           "  --show KEY    open the window on an app group, such as proc:firefox\n"
+           "  --version     print the version\n"
+           "  -h, --help    print this help\n"
+           "\n"
+           "The command line, quillmere, reads the same figures and history in a terminal.\n";
 }
 
 std::string instanceSocketPath(const std::string& runtimeDirectory, unsigned uid) {

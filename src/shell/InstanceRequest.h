@@ -26,8 +26,13 @@ struct InstanceRequest {
 
 struct LaunchArguments {
     InstanceRequest request;
-    std::string error;  // a one-line reason when the arguments make no sense
+    std::string error;     // a one-line reason when the arguments make no sense
+    bool help = false;     // --help or -h: print launchUsage() and exit
+    bool version = false;  // --version: print the version and exit
 };
+
+// What `quillmere-app --help` prints.
+std::string launchUsage();
 
 // Reads the program's arguments (without argv[0]). Qt's own options ("-platform",
 // "-style", ...) are left to Qt and skipped here.

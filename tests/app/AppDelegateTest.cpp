@@ -158,6 +158,45 @@ TEST(AppDelegateTest, CompleteQuitAndMissingTrayAlwaysQuit) {
     }
 }
 
+TEST(AppDelegateTest, HidingNeverClosesTheTrayWindowAndALateTrayGetsTheItem) {
+    {
+        // Qt draws an XEmbed tray icon in a frameless top-level window of its own.
+        DelegateFixture f;
+        f.t.defaults.set("onboarded", true);
+        f.delegate->launch();
+        QWidget trayWindow(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint);
+        trayWindow.show();
+        for (int round = 0; round < 3; ++round) {
+            f.delegate->openMainWindow();
+            ASSERT_TRUE(f.delegate->mainWindow()->isVisible());
+            f.delegate->userQuit();
+            EXPECT_FALSE(f.delegate->quitting());
+            EXPECT_FALSE(f.delegate->mainWindow()->isVisible());
+            EXPECT_TRUE(trayWindow.isVisible()) << "round " << round;
+            EXPECT_TRUE(f.item->installed()) << "round " << round;
+        }
+        // The panel goes away: Ctrl+Q now quits rather than hide behind nothing.
+        f.item->setHost(false);
+        f.delegate->openMainWindow();
+        f.delegate->userQuit();
+        EXPECT_TRUE(f.delegate->quitting());
+    }
+    {
+        // No tray at start: the window stays open; a panel that starts later gets the
+        // item, and from then on Ctrl+Q hides to it.
+        DelegateFixture f(false);
+        f.t.defaults.set("onboarded", true);
+        f.delegate->launch();
+        ASSERT_TRUE(f.delegate->trayMissing());
+        f.item->setHost(true);
+        ASSERT_TRUE(spinUntil([&] { return f.item->installed(); }, 8000));
+        EXPECT_FALSE(f.delegate->trayMissing());
+        f.delegate->userQuit();
+        EXPECT_FALSE(f.delegate->quitting());
+        EXPECT_FALSE(f.delegate->mainWindow()->isVisible());
+    }
+}
+
 TEST(AppDelegateTest, ShowOpensTheGroupOrTheAppsWithNothingSelected) {
     DelegateFixture f;
     f.t.defaults.set("onboarded", true);

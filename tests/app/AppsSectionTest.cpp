@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPixmap>
 #include <QTreeView>
 #include <csignal>
@@ -143,6 +145,70 @@ TEST_F(AppsSectionTest, SelectionExpansionAndTheNoticeSurviveRefreshesAndAVanish
     EXPECT_FALSE(t.ui.selectedGroup());
     EXPECT_FALSE(page.tree()->currentIndex().isValid());
     EXPECT_FALSE(page.panel()->quitEnabled());
+}
+
+TEST_F(AppsSectionTest, FiguresFitRowsHoldStillUnderThePointerAndColumnsFollowTheSetting) {
+    test::AppTestContext t;
+    auto groups = madeUp();
+    t.monitor->apply(snapshot(groups));
+    AppsPage page(t.context);
+    // The page's share of a 1100×720 window beside the sidebar.
+    page.resize(900, 680);
+    page.show();
+    page.refresh();
+    QApplication::processEvents();
+    QTreeView* tree = page.tree();
+    const QHeaderView* header = tree->header();
+    for (int column :
+         {AppsTreeModel::name, AppsTreeModel::cpu, AppsTreeModel::memory, AppsTreeModel::power, AppsTreeModel::disk}) {
+        EXPECT_GE(header->sectionViewportPosition(column), 0) << column;
+        EXPECT_LE(header->sectionViewportPosition(column) + header->sectionSize(column), tree->viewport()->width())
+            << "column " << column << " is out of view";
+    }
+    EXPECT_GE(header->sectionSize(AppsTreeModel::name), 120);
+
+    // A click selects Slack; while the pointer rests on the rows three refreshes that
+    // would re-sort them leave every row in place, with fresh figures.
+    const QStringList before = topNames(*page.model());
+    const QRect slack = tree->visualRect(page.model()->indexOf("app:/usr/share/applications/slack.desktop"));
+    for (QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+        QMouseEvent click(type, QPointF(slack.center()), tree->viewport()->mapToGlobal(QPointF(slack.center())),
+                          Qt::LeftButton, type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, {});
+        QApplication::sendEvent(tree->viewport(), &click);
+    }
+    ASSERT_EQ(t.ui.selectedGroup(), "app:/usr/share/applications/slack.desktop");
+    tree->viewport()->setAttribute(Qt::WA_UnderMouse, true);
+    for (double cpu : {60.0, 70.0, 80.0}) {
+        groups[1].processes[0].cpu = cpu;  // mailsync passes Slack
+        groups[1].cpu = cpu;
+        t.monitor->apply(snapshot(groups));
+        page.refresh();
+        EXPECT_EQ(topNames(*page.model()), before);
+        EXPECT_EQ(tree->currentIndex().data(AppsTreeModel::groupIDRole).toString(),
+                  "app:/usr/share/applications/slack.desktop");
+    }
+    EXPECT_EQ(page.model()->indexOf("proc:mailsync", std::nullopt, AppsTreeModel::cpu).data().toString(), "80%");
+    // The pointer leaves: the table catches up, the selection stays with Slack.
+    tree->viewport()->setAttribute(Qt::WA_UnderMouse, false);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(tree->viewport(), &leave);
+    QApplication::processEvents();
+    EXPECT_EQ(topNames(*page.model()).front(), "mailsync");
+    EXPECT_EQ(tree->currentIndex().data(AppsTreeModel::groupIDRole).toString(),
+              "app:/usr/share/applications/slack.desktop");
+
+    // PID and User come from the header's menu, kept in the settings.
+    EXPECT_TRUE(tree->isColumnHidden(AppsTreeModel::pid));
+    EXPECT_TRUE(tree->isColumnHidden(AppsTreeModel::kind));
+    t.defaults.set(AppsPage::columnsKey, std::string("pid,user,kind,cpuHistory"));
+    EXPECT_FALSE(tree->isColumnHidden(AppsTreeModel::pid));
+    EXPECT_FALSE(tree->isColumnHidden(AppsTreeModel::user));
+    EXPECT_FALSE(tree->isColumnHidden(AppsTreeModel::kind));
+    EXPECT_TRUE(tree->isColumnHidden(AppsTreeModel::memoryTrend));
+    EXPECT_EQ(page.model()->indexOf("proc:mailsync", std::nullopt, AppsTreeModel::pid).data().toString(), "20");
+    page.table().commandLine = [](int32_t) { return std::string(); };  // not this machine's processes
+    page.filterField()->setText("2");                                  // a PID's start
+    EXPECT_EQ(topNames(*page.model()), QStringList{"mailsync"});
 }
 
 TEST_F(AppsSectionTest, ForceQuitAsksPolitelyFirstAndSendsTheForcedSignalOnlyToWhatIsStillRunning) {

@@ -16,6 +16,7 @@ public:
     void setLabel(const MenuBarLabel& label) override { labels.push_back(label); }
     void setMenu(QMenu* m) override { menu = m; }
     QRect geometry() const override { return {}; }
+    void setHost(bool host) { host_ = host; }  // a tray panel starts or stops
 
     std::vector<MenuBarLabel> labels;
     QMenu* menu = nullptr;

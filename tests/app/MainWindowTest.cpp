@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <QAction>
+
 #include "AppTestContext.h"
 #include "app/MainWindow.h"
 #include "app/sections/SectionPage.h"
@@ -19,6 +21,10 @@ TEST(MainWindowTest, SelectionStateDrivesTheShownSectionAndShowingGoesLive) {
     t.ui.show(Section::timeline);
     EXPECT_EQ(window.currentPage()->section(), Section::timeline);
     EXPECT_EQ(window.page(Section::timeline), window.currentPage()) << "pages are made once and kept";
+    // Ctrl+1 … Ctrl+7 open the sections in the sidebar's order.
+    for (QAction* action : window.actions())
+        if (action->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_3)) action->trigger();
+    EXPECT_EQ(window.currentPage()->section(), allSections[2]);
 
     EXPECT_FALSE(t.monitor->demand().contains("main"));
     window.show();

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "shell/AppsTable.h"
 
 namespace qm {
@@ -103,6 +105,42 @@ TEST(AppsTable, QueryMatchesGroupOrMemberNamesAndCombinesWithKind) {
     EXPECT_EQ(appsColumnFromRaw("disk"), AppsTable::Column::disk);
     EXPECT_EQ(appsText::countLine(412, 57),
               "412 processes grouped into 57 rows. Helpers live under the app that owns them.");
+}
+
+TEST(AppsTable, FilterFindsPIDsAndCommandLinesReadingThemOnlyWhenNeeded) {
+    AppsTable table;
+    std::vector<int32_t> read;
+    table.commandLine = [&](int32_t pid) {
+        read.push_back(pid);
+        return pid == 20 ? std::string("/usr/bin/MailSync --account Work") : std::string();
+    };
+    table.query = "3";  // the start of a PID, not any digit in it
+    EXPECT_EQ(ids(table.rows(sampleGroups())), (std::vector<std::string>{"app:/Applications/Slack.app"}));
+    table.query = "account work";
+    EXPECT_EQ(ids(table.rows(sampleGroups())), (std::vector<std::string>{"proc:mailsync"}));
+    read.clear();
+    table.query = "slack";
+    table.rows(sampleGroups());
+    EXPECT_EQ(std::count(read.begin(), read.end(), 30), 0) << "a name that matches needs no command line";
+}
+
+TEST(AppsTable, RowsKeepTheirPlacesOnScreenAndNewOnesFollowSorted) {
+    AppsTable table;
+    const auto shown = table.rows(sampleGroups());  // Slack, WindowServer, Mail, mailsync, mds_stores
+    auto groups = sampleGroups();
+    groups[4].processes[0].cpu = 99;  // mds_stores would jump to the top
+    groups[4].cpu = 99;
+    groups[0].processes[0].cpu = 50;   // Mail's own process would pass its helper
+    groups.erase(groups.begin() + 1);  // mailsync ended
+    groups.push_back(group("proc:new", "new", ProcessKind::background, {proc(60, "new", 70, 10)}));
+    groups.push_back(group("proc:newer", "newer", ProcessKind::background, {proc(61, "newer", 80, 10)}));
+
+    const auto held = inShownOrder(table.rows(groups), shown);
+    EXPECT_EQ(ids(held),
+              (std::vector<std::string>{"app:/Applications/Slack.app", "proc:WindowServer",
+                                        "app:/Applications/Mail.app", "proc:mds_stores", "proc:newer", "proc:new"}));
+    EXPECT_EQ(held[3].cpu, 99) << "the figures are fresh";
+    EXPECT_EQ(ids(*held[2].children), (std::vector<std::string>{"pid:11", "pid:10"}));
 }
 
 }  // namespace

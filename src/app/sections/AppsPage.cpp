@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QScrollArea>
 #include <QSplitter>
+#include <QStyle>
+#include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -21,6 +23,7 @@
 #include "app/sections/SectionStyle.h"
 #include "app/widgets/Sparkline.h"
 #include "knowledge/ProcessLibrary.h"
+#include "processes/ProcessCommandLine.h"
 #include "shell/MachineSections.h"
 
 namespace qm::app {
@@ -83,15 +86,18 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     tree_->setItemDelegateForColumn(AppsTreeModel::memoryTrend, new TrendDelegate(*context.monitor, tree_));
     QHeaderView* header = tree_->header();
     header->setStretchLastSection(false);
-    header->setSectionResizeMode(AppsTreeModel::name, QHeaderView::Stretch);
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(AppsTreeModel::cpu, Qt::DescendingOrder);
-    tree_->setColumnWidth(AppsTreeModel::kind, 95);
-    for (int column : {AppsTreeModel::cpu, AppsTreeModel::memory, AppsTreeModel::power, AppsTreeModel::disk})
-        tree_->setColumnWidth(column, 80);
-    tree_->setColumnWidth(AppsTreeModel::cpuTrend, 100);
-    tree_->setColumnWidth(AppsTreeModel::memoryTrend, 115);
+    header->setContextMenuPolicy(Qt::CustomContextMenu);
+    // PID and User sit beside the name when shown.
+    header->moveSection(AppsTreeModel::pid, AppsTreeModel::kind);
+    header->moveSection(AppsTreeModel::user, AppsTreeModel::kind + 1);
+    tree_->setTextElideMode(Qt::ElideRight);
+    sizeColumns();
+    applyShownColumns();
+    // The pointer leaving the table lets it catch up with the order it held back.
+    tree_->viewport()->installEventFilter(this);
 
     panel_ = new ExplainPanel(this);
     panel_->setLibrary(&ProcessLibrary::shared());
@@ -100,7 +106,7 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     scroll->setWidget(panel_);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setMinimumWidth(280);
+    scroll->setMinimumWidth(250);
 
     auto* split = new QSplitter(this);
     split->addWidget(tree_);
@@ -122,12 +128,126 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
         rebuild();
     });
     connect(header, &QHeaderView::sectionClicked, this, &AppsPage::sortBy);
+    connect(header, &QHeaderView::customContextMenuRequested, this, &AppsPage::showHeaderMenu);
+    // The filter also finds command lines, read once per process (again after an exec).
+    table_.commandLine = [this](int32_t pid) {
+        auto found = commandLines_.find(pid);
+        if (found == commandLines_.end()) {
+            auto name = names_.find(pid);
+            found = commandLines_
+                        .emplace(pid, std::make_pair(name == names_.end() ? std::string() : name->second,
+                                                     processCommandLine(pid)))
+                        .first;
+        }
+        return found->second.second;
+    };
     connect(tree_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &AppsPage::selectionChanged);
     connect(tree_, &QTreeView::customContextMenuRequested, this, &AppsPage::showContextMenu);
     uiToken_ = context.ui->observe([this] { applySelectionFromState(); });
+    if (context.defaults)
+        settingsToken_ = context.defaults->observe([this](const std::string& key) {
+            if (key == columnsKey) applyShownColumns();
+        });
 }
 
-AppsPage::~AppsPage() { context().ui->removeObserver(uiToken_); }
+AppsPage::~AppsPage() {
+    context().ui->removeObserver(uiToken_);
+    if (context().defaults) context().defaults->removeObserver(settingsToken_);
+}
+
+void AppsPage::forgetCommandLines(const Snapshot& snapshot) {
+    // A process that ended, or that exec'd into another program (its name changed),
+    // is read again when the filter next needs it.
+    names_.clear();
+    if (table_.query.empty()) return;
+    for (const AppGroup& group : snapshot.groups)
+        for (const ProcessSample& process : group.processes) names_.emplace(process.pid, process.name);
+    std::erase_if(commandLines_, [&](const auto& entry) {
+        auto name = names_.find(entry.first);
+        return name == names_.end() || name->second != entry.second.first;
+    });
+}
+
+void AppsPage::sizeColumns() {
+    // Figures get the width of their widest likely text in this font; the name takes
+    // what is left and is elided (its tooltip holds all of it), so every figure stays
+    // in view at the window's first size.
+    const QFontMetrics metrics(tree_->font());
+    const int pad = 2 * tree_->style()->pixelMetric(QStyle::PM_HeaderMargin, nullptr, tree_) + 14;
+    const auto fit = [&](const QString& widest) { return metrics.horizontalAdvance(widest) + pad; };
+    QHeaderView* header = tree_->header();
+    header->setMinimumSectionSize(fit("PID") / 2);
+    header->setSectionResizeMode(QHeaderView::Interactive);
+    header->setSectionResizeMode(AppsTreeModel::name, QHeaderView::Stretch);
+    tree_->setColumnWidth(AppsTreeModel::kind, fit("Background"));
+    tree_->setColumnWidth(AppsTreeModel::cpu, fit("≈ 1,000%"));
+    tree_->setColumnWidth(AppsTreeModel::memory, fit("≈ 999.9 MB"));
+    tree_->setColumnWidth(AppsTreeModel::power, fit("99.9 W"));
+    tree_->setColumnWidth(AppsTreeModel::disk, fit("999.9 MB/s"));
+    tree_->setColumnWidth(AppsTreeModel::pid, fit("4194304"));
+    tree_->setColumnWidth(AppsTreeModel::user, fit("systemd-network"));
+    // The histories are small pictures beside their figures; their headers say what
+    // they are in a tooltip.
+    for (int column : {AppsTreeModel::cpuTrend, AppsTreeModel::memoryTrend}) tree_->setColumnWidth(column, fit("99.9"));
+}
+
+namespace {
+// The optional columns a person has chosen to see; unset: the two histories (the kind
+// picker above the table already sorts apps from background and system processes).
+std::vector<AppsTreeModel::Column> chosenColumns(const Defaults* defaults) {
+    std::vector<AppsTreeModel::Column> shown{AppsTreeModel::cpuTrend, AppsTreeModel::memoryTrend};
+    if (!defaults || !defaults->contains(AppsPage::columnsKey)) return shown;
+    shown.clear();
+    const std::string words = "," + defaults->stringValue(AppsPage::columnsKey) + ",";
+    for (AppsTreeModel::Column column : AppsTreeModel::optionalColumns)
+        if (words.find("," + std::string(AppsTreeModel::settingWord(column)) + ",") != std::string::npos)
+            shown.push_back(column);
+    return shown;
+}
+}  // namespace
+
+void AppsPage::applyShownColumns() {
+    const auto shown = chosenColumns(context().defaults);
+    for (AppsTreeModel::Column column : AppsTreeModel::optionalColumns)
+        tree_->setColumnHidden(column, std::find(shown.begin(), shown.end(), column) == shown.end());
+}
+
+void AppsPage::showHeaderMenu(const QPoint& at) {
+    QMenu menu(this);
+    auto shown = chosenColumns(context().defaults);
+    for (AppsTreeModel::Column column : AppsTreeModel::optionalColumns) {
+        const QString title = column == AppsTreeModel::cpuTrend ? QStringLiteral("CPU History")
+                              : column == AppsTreeModel::memoryTrend
+                                  ? QStringLiteral("Memory History")
+                                  : model_->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        QAction* action = menu.addAction(title);
+        action->setCheckable(true);
+        action->setChecked(std::find(shown.begin(), shown.end(), column) != shown.end());
+        connect(action, &QAction::toggled, this, [this, column](bool on) {
+            auto now = chosenColumns(context().defaults);
+            now.erase(std::remove(now.begin(), now.end(), column), now.end());
+            if (on) now.push_back(column);
+            std::string words;
+            for (AppsTreeModel::Column c : AppsTreeModel::optionalColumns)
+                if (std::find(now.begin(), now.end(), c) != now.end())
+                    words += (words.empty() ? "" : ",") + std::string(AppsTreeModel::settingWord(c));
+            if (context().defaults) context().defaults->set(columnsKey, words);
+            applyShownColumns();  // also when there is no settings store
+            if (!context().defaults) tree_->setColumnHidden(column, !on);
+        });
+    }
+    menu.exec(tree_->header()->viewport()->mapToGlobal(at));
+}
+
+bool AppsPage::holdingOrder() const {
+    // The order holds while the pointer is on the rows or a menu is open over them.
+    return tree_->viewport()->underMouse() || QApplication::activePopupWidget() != nullptr;
+}
+
+bool AppsPage::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == tree_->viewport() && event->type() == QEvent::Leave) QTimer::singleShot(0, this, &AppsPage::rebuild);
+    return SectionPage::eventFilter(watched, event);
+}
 
 void AppsPage::activated() { applySelectionFromState(); }
 
@@ -135,7 +255,9 @@ void AppsPage::refresh() { rebuild(); }
 
 void AppsPage::rebuild() {
     const Snapshot& snapshot = context().monitor->snapshot();
+    forgetCommandLines(snapshot);
     std::vector<ProcRow> rows = table_.rows(snapshot.groups);
+    if (holdingOrder()) rows = inShownOrder(std::move(rows), model_->rows());
     int64_t processes = 0;
     for (const ProcRow& row : rows) processes += row.count;
     const auto rowCount = static_cast<int64_t>(rows.size());

@@ -4,6 +4,9 @@
 #pragma once
 
 #include <QStyledItemDelegate>
+#include <string>
+#include <unordered_map>
+#include <utility>
 
 #include "app/sections/SectionPage.h"
 #include "shell/AppsTable.h"
@@ -37,6 +40,9 @@ public:
     AppsPage(AppContext& context, QWidget* parent = nullptr);
     ~AppsPage() override;
 
+    // The setting that holds the optional columns shown: "pid,user,kind,cpuHistory,...".
+    static constexpr const char* columnsKey = "apps.columns";
+
     void refresh() override;
     void activated() override;
 
@@ -56,6 +62,12 @@ private:
     void applySelectionFromState();
     void showContextMenu(const QPoint& at);
     void sortBy(int column);
+    void sizeColumns();
+    void forgetCommandLines(const Snapshot& snapshot);
+    void showHeaderMenu(const QPoint& at);
+    void applyShownColumns();
+    bool holdingOrder() const;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
     AppsTable table_;
     AppsTreeModel* model_;
@@ -66,7 +78,12 @@ private:
     QLabel* count_;
     QFrame* notice_;
     int uiToken_ = 0;
-    bool selecting_ = false;  // the tree's selection is being set from the shared state
+    int settingsToken_ = 0;
+    // Command lines read for the filter, by pid, and the name each was read under (a
+    // process that execs gets a new name and is read again).
+    std::unordered_map<int32_t, std::pair<std::string, std::string>> commandLines_;
+    std::unordered_map<int32_t, std::string> names_;  // this refresh's processes, while filtering
+    bool selecting_ = false;                          // the tree's selection is being set from the shared state
 };
 
 SectionPage* makeAppsPage(AppContext& context, QWidget* parent);

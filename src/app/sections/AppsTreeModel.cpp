@@ -4,6 +4,7 @@
 
 #include "app/sections/SectionStyle.h"
 #include "fmt/Fmt.h"
+#include "processes/UserNames.h"
 #include "shell/Explanation.h"
 
 namespace qm::app {
@@ -186,15 +187,23 @@ QVariant AppsTreeModel::data(const QModelIndex& index, int role) const {
                 case memory:
                 case power:
                 case disk: return figureText(*r, column);
+                case pid: {
+                    const auto shownPid = r->pid ? r->pid : r->onlyProcess;
+                    return shownPid ? QVariant(QString::number(*shownPid)) : QVariant();
+                }
+                case user: return r->uid ? QString::fromStdString(userName(*r->uid)) : QVariant();
                 default: return {};
             }
         case Qt::TextAlignmentRole:
-            if (column == name || column == kind) return QVariant::fromValue(Qt::AlignLeft | Qt::AlignVCenter);
+            if (column == name || column == kind || column == user)
+                return QVariant::fromValue(Qt::AlignLeft | Qt::AlignVCenter);
             return QVariant::fromValue(Qt::AlignRight | Qt::AlignVCenter);
         case Qt::ToolTipRole:
             if (r->approximate && (column == cpu || column == memory || column == disk))
                 return QString::fromStdString(appsText::estimatedHelp);
-            if (column == name && r->pid) return QString("pid %1").arg(*r->pid);
+            if (column == name && r->pid)
+                return QString("%1 · pid %2").arg(QString::fromStdString(r->name)).arg(*r->pid);
+            if (column == name) return QString::fromStdString(r->name);  // the whole name where it is elided
             return {};
         case groupIDRole: return QString::fromStdString(r->groupID);
         case pidRole: return r->pid ? QVariant(*r->pid) : QVariant();
@@ -213,19 +222,38 @@ QVariant AppsTreeModel::data(const QModelIndex& index, int role) const {
 QVariant AppsTreeModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (orientation != Qt::Horizontal) return {};
     if (role == Qt::TextAlignmentRole)
-        return QVariant::fromValue((section == name || section == kind ? Qt::AlignLeft : Qt::AlignRight) |
-                                   Qt::AlignVCenter);
+        return QVariant::fromValue(
+            (section == name || section == kind || section == user ? Qt::AlignLeft : Qt::AlignRight) |
+            Qt::AlignVCenter);
+    if (role == Qt::ToolTipRole || role == Qt::AccessibleTextRole) {
+        if (section == cpuTrend) return QStringLiteral("CPU over the recent samples");
+        if (section == memoryTrend) return QStringLiteral("Memory over the recent samples");
+        return {};
+    }
     if (role != Qt::DisplayRole) return {};
     switch (section) {
         case name: return QStringLiteral("Name");
         case kind: return QStringLiteral("Kind");
         case cpu: return QStringLiteral("CPU");
-        case cpuTrend: return QStringLiteral("CPU history");
+        case cpuTrend: return QString();
         case memory: return QStringLiteral("Memory");
-        case memoryTrend: return QStringLiteral("Memory history");
+        case memoryTrend: return QString();
         case power: return QStringLiteral("Power");
         case disk: return QStringLiteral("Disk");
+        case pid: return QStringLiteral("PID");
+        case user: return QStringLiteral("User");
         default: return {};
+    }
+}
+
+const char* AppsTreeModel::settingWord(Column column) {
+    switch (column) {
+        case pid: return "pid";
+        case user: return "user";
+        case kind: return "kind";
+        case cpuTrend: return "cpuHistory";
+        case memoryTrend: return "memoryHistory";
+        default: return "";
     }
 }
 

@@ -18,7 +18,10 @@ namespace qm::app {
 class AppsTreeModel : public QAbstractItemModel {
     Q_OBJECT
 public:
-    enum Column { name, kind, cpu, cpuTrend, memory, memoryTrend, power, disk, columnCount_ };
+    enum Column { name, kind, cpu, cpuTrend, memory, memoryTrend, power, disk, pid, user, columnCount_ };
+    // The columns a person can hide or show from the header's menu, and their setting words.
+    static constexpr Column optionalColumns[] = {pid, user, kind, cpuTrend, memoryTrend};
+    static const char* settingWord(Column column);
     enum Role { groupIDRole = Qt::UserRole + 1, pidRole, sortValueRole };
 
     explicit AppsTreeModel(QObject* parent = nullptr);
