@@ -67,11 +67,7 @@ std::vector<std::string> batteryLines(const BatteryStats& battery) {
 void printText(const Snapshot& snapshot, const HistoryPart& history, const std::string& path) {
     std::optional<double> watts = energy::machinePower(snapshot);
     print("Power now: " + Fmt::watts(watts) + "\n");
-    // Without any power reading there is nothing to say about how much is drawn.
-    if (watts || snapshot.battery.present)
-        print(energy::powerSentence(snapshot.battery, watts.value_or(0)) + "\n");
-    else
-        print("This machine does not report its power draw.\n");
+    print(energy::powerSentence(snapshot.battery, watts) + "\n");
     for (const std::string& line : batteryLines(snapshot.battery)) print(line + "\n");
 
     print(std::string("\n") + energy::powerNowHeader + "\n");
@@ -93,17 +89,18 @@ void printText(const Snapshot& snapshot, const HistoryPart& history, const std::
         return;
     }
     if (history.today.empty()) print(std::string("  ") + energy::todayEmpty + "\n");
+    // Without any power reading no app's energy was measured: not 0.
+    const bool measured = energy::energyMeasured(history.today);
     for (const AppTotal& total : history.today)
-        print("  " + Fmt::energy(total.energy) + "  " + energy::cpuTimeText(total) + "  " + total.name + "\n");
+        print("  " + (measured ? Fmt::energy(total.energy) : std::string(energy::notMeasured)) + "  " +
+              energy::cpuTimeText(total) + "  " + total.name + "\n");
 }
 
 void printEnergyJson(const Snapshot& snapshot, const HistoryPart& history) {
     std::optional<double> watts = energy::machinePower(snapshot);
     nlohmann::json j;
     j["watts"] = watts ? nlohmann::json(*watts) : nlohmann::json(nullptr);
-    j["sentence"] = watts || snapshot.battery.present
-                        ? nlohmann::json(energy::powerSentence(snapshot.battery, watts.value_or(0)))
-                        : nlohmann::json(nullptr);
+    j["sentence"] = energy::powerSentence(snapshot.battery, watts);
     j["battery"] = snapshot.battery;
     j["batteryLines"] = batteryLines(snapshot.battery);
     nlohmann::json users = nlohmann::json::array();
@@ -120,6 +117,8 @@ void printEnergyJson(const Snapshot& snapshot, const HistoryPart& history) {
         j["sinceUnplugged"] = nullptr;
     }
     j["today"] = history.today;
+    if (!energy::energyMeasured(history.today))
+        for (auto& row : j["today"]) row["energy"] = nullptr;  // not measured, not 0
     j["recorded"] = history.recorded;
     printJson(j);
 }

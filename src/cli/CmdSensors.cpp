@@ -38,7 +38,9 @@ void printText(const ThermalStats& stats) {
     text << '\n';
 
     if (stats.sensors.empty()) {
-        text << "This machine exposes no temperature sensors.\n";
+        // The state line already says so when nothing raised the state.
+        if (stats.hasSensors || stats.state != ThermalState::nominal)
+            text << "This machine exposes no temperature sensors.\n";
     } else {
         if (stats.socTemp)
             text << "Chip: " << Fmt::temp(stats.socTemp) << " average, " << Fmt::temp(stats.socMax) << " hottest\n";

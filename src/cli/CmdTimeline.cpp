@@ -80,9 +80,12 @@ void printMoment(const MomentPanel& panel, Range range, Date now) {
         print("  " + std::string(HistoryTimelineView::noAppData) + "\n");
     } else {
         print("  Busiest apps:\n");
+        // A minute in which no app's energy was measured (no power reading) shows none.
+        const bool measured =
+            std::any_of(panel.apps.begin(), panel.apps.end(), [](const AppMinute& app) { return app.energy > 0; });
         for (const AppMinute& app : panel.apps)
             print("    " + pad(Fmt::percent(app.cpu), 6) + pad(Fmt::bytes(app.memory), 9) +
-                  pad(Fmt::energy(app.energy), 10) + "  " + app.name + "\n");
+                  pad(measured ? Fmt::energy(app.energy) : std::string("\u2014"), 10) + "  " + app.name + "\n");
     }
     if (panel.row) {
         size_t width = displayWidth(rowLabel(static_cast<Date>(panel.row->ts), range)) + 2;

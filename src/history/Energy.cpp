@@ -42,13 +42,18 @@ std::optional<double> machinePower(const Snapshot& snapshot) {
     return sum;
 }
 
-std::string powerSentence(const BatteryStats& battery, double watts) {
+std::string powerSentence(const BatteryStats& battery, std::optional<double> watts) {
     if (battery.present && !battery.onAC && battery.minutesRemaining)
         // "At this rate your battery lasts about %@ more." (%@ = duration)
         return "At this rate your battery lasts about " + Fmt::minutes(*battery.minutesRemaining) + " more.";
-    if (!(watts >= sippingWatts)) return sippingSentence;  // also a missing (NaN) reading
-    if (watts < heavyWatts) return moderateSentence;
+    if (!watts || !std::isfinite(*watts) || *watts < 0) return noPowerSentence;
+    if (*watts < sippingWatts) return sippingSentence;
+    if (*watts < heavyWatts) return moderateSentence;
     return heavySentence;
+}
+
+bool energyMeasured(const std::vector<AppTotal>& totals) {
+    return std::any_of(totals.begin(), totals.end(), [](const AppTotal& t) { return usable(t.energy); });
 }
 
 std::vector<PowerUser> powerNow(const Snapshot& snapshot, size_t limit) {

@@ -36,8 +36,9 @@ constexpr double healthyPercent = 80.0;
 std::optional<double> machinePower(const Snapshot& snapshot);
 
 // The sentence under the power figure: the battery's remaining time when running on a
-// battery that estimates it, otherwise how heavy `watts` is.
-std::string powerSentence(const BatteryStats& battery, double watts);
+// battery that estimates it, otherwise how heavy `watts` is; without a power reading,
+// that the machine does not report its power (never that it is idle).
+std::string powerSentence(const BatteryStats& battery, std::optional<double> watts);
 
 // One app on the power-now card.
 struct PowerUser {
@@ -73,6 +74,9 @@ std::string shareSentence(double share);
 Date startOfDay(Date now);
 // Today's totals: the store's top ten apps from the start of today to now, by energy.
 std::vector<AppTotal> todayTotals(HistoryStore& store, Date now);
+// Whether any of the totals holds energy: on a machine without a power reading none
+// does, and every app's energy is "not measured" rather than 0.
+bool energyMeasured(const std::vector<AppTotal>& totals);
 // "3h 7m CPU": an app's CPU time on the totals card.
 std::string cpuTimeText(const AppTotal& total);
 
@@ -86,6 +90,8 @@ std::string batterySymbol(const BatteryStats& battery);
 
 // Fixed texts.
 constexpr const char* sippingSentence = "Sipping power. Your Mac is mostly idle.";
+constexpr const char* noPowerSentence = "Your Mac does not report how much power it draws.";
+constexpr const char* notMeasured = "not measured";
 constexpr const char* moderateSentence = "Moderate use. Typical for browsing, writing and calls.";
 constexpr const char* heavySentence = "Heavy use. Something is working hard; check the list below.";
 constexpr const char* todayCaption = "From Quillmere history";

@@ -163,10 +163,11 @@ void EventDetector::checkHighCPU(const Snapshot& s, Date now, std::vector<Timeli
         if (now - lastOr(highCPUReported, g.id) <= highCPUCooldown) continue;
         highCPUReported[g.id] = now;
         auto minutes = static_cast<int64_t>(elapsed / 60);
+        // A battery is named only on a machine that has one.
+        const char* cost =
+            s.battery.present ? " min. This drains battery and heats your Mac." : " min. This heats your Mac.";
         out.push_back(makeEvent(now, EventKind::highCPU, 2, g.name + " is using a lot of CPU",
-                                Fmt::percent(g.cpu) + " of a core for " + std::to_string(minutes) +
-                                    " min. This drains battery and heats your Mac.",
-                                &g));
+                                Fmt::percent(g.cpu) + " of a core for " + std::to_string(minutes) + cost, &g));
     }
     // A stretch restarts as soon as the app drops below the threshold.
     std::erase_if(highCPUSince, [&](const auto& entry) { return !seen.contains(entry.first); });

@@ -123,7 +123,7 @@ ThermalLabel thermalLabel(ThermalState state) {
 
 ThermalLabel thermalLabel(const ThermalStats& stats) {
     if (!stats.hasSensors && stats.state == ThermalState::nominal)
-        return {"No sensors", "This machine has no temperature sensors.", Tone::secondary};
+        return {"No temperature sensors", "", Tone::secondary};
     return thermalLabel(stats.state);
 }
 

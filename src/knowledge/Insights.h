@@ -50,7 +50,8 @@ struct ThermalLabel {
 // "Cool", "Warm", "Hot", "Very hot", or "Unknown" for a value outside the four states.
 ThermalLabel thermalLabel(ThermalState state);
 // The same for a whole reading, except that a machine without temperature sensors is
-// never called cool: "No sensors", unless throttling raised its state.
+// never called cool: "No temperature sensors" with no detail (nothing was measured to
+// explain), unless throttling raised its state.
 ThermalLabel thermalLabel(const ThermalStats& stats);
 
 // One sentence on what the memory pressure level means for the user.

@@ -55,7 +55,9 @@ TEST_F(EnergyTest, PowerSentenceUsesRemainingTimeOnBatteryElseWattLevels) {
     EXPECT_EQ(energy::powerSentence(desktop, 19.99), energy::moderateSentence);
     EXPECT_EQ(energy::powerSentence(desktop, 20.0), energy::heavySentence);
     EXPECT_EQ(energy::powerSentence(desktop, 0), energy::sippingSentence);
-    EXPECT_EQ(energy::powerSentence(desktop, std::nan("")), energy::sippingSentence);
+    EXPECT_EQ(energy::powerSentence(desktop, std::nan("")), energy::noPowerSentence);
+    EXPECT_EQ(energy::powerSentence(desktop, std::nullopt), energy::noPowerSentence) << "not measured is not idle";
+    EXPECT_EQ(energy::powerSentence(onAdapter(), std::nullopt), energy::noPowerSentence);
 
     EXPECT_EQ(energy::powerSentence(onBattery(125), 30), "At this rate your battery lasts about 2h 5m more.");
     // Without an estimate the battery falls back to the watt levels.

@@ -126,8 +126,7 @@ TEST_F(InsightsTest, ThermalLabelsAndPressureSentences) {
     ThermalStats noSensors;
     noSensors.hasSensors = false;
     EXPECT_EQ(Insights::thermalLabel(noSensors),
-              (Insights::ThermalLabel{"No sensors", "This machine has no temperature sensors.",
-                                      Insights::Tone::secondary}));
+              (Insights::ThermalLabel{"No temperature sensors", "", Insights::Tone::secondary}));
     noSensors.state = ThermalState::fair;
     EXPECT_EQ(Insights::thermalLabel(noSensors).label, "Warm");
     EXPECT_EQ(Insights::thermalLabel(ThermalStats{}).label, "Cool");

@@ -184,8 +184,9 @@ public:
         }
         batteryDetail_->setText(qs(battery));
 
-        const Insights::ThermalLabel thermal = Insights::thermalLabel(s.thermal.state);
-        thermalValue_->setText(qs(thermal.label + "  " + Fmt::temp(s.thermal.socTemp)));
+        const Insights::ThermalLabel thermal = Insights::thermalLabel(s.thermal);
+        thermalValue_->setText(
+            qs(s.thermal.socTemp ? thermal.label + "  " + Fmt::temp(s.thermal.socTemp) : thermal.label));
         thermalValue_->setStyleSheet(QString("color: %1;").arg(verdictColor(thermal.tone).name()));
         tempSpark_->setSeries(monitor.tempSeries(), 60);
         thermalDetail_->setText(qs(thermal.detail));

@@ -104,7 +104,7 @@ void EnergyPage::refresh() {
     const Snapshot& s = monitor.snapshot();
     const auto power = energy::machinePower(s);
     showTextIfAny(watts_, QString::fromStdString(Fmt::watts(power)));
-    showTextIfAny(sentence_, shown(energy::powerSentence(s.battery, power.value_or(0))));
+    showTextIfAny(sentence_, shown(energy::powerSentence(s.battery, power)));
 
     // Power now, per app.
     QString users;
@@ -157,10 +157,12 @@ void EnergyPage::refresh() {
                           .toHtmlEscaped());
     }
 
-    // Today.
+    // Today. Without any power reading no app's energy was measured: not 0.
     QString today;
+    const bool measured = energy::energyMeasured(today_);
     for (const AppTotal& total : today_)
-        today += line(total.name, mark + Fmt::energy(total.energy), energy::cpuTimeText(total));
+        today += line(total.name, measured ? mark + Fmt::energy(total.energy) : std::string(energy::notMeasured),
+                      energy::cpuTimeText(total));
     showTextIfAny(todayText_, today.isEmpty() ? shown(energy::todayEmpty).toHtmlEscaped() : today);
 }
 

@@ -17,13 +17,13 @@ SensorsPage::SensorsPage(AppContext& context, QWidget* parent) : SectionPage(Sec
     QWidget* content = page.content;
     QVBoxLayout* layout = page.layout;
 
-    auto* thermal = new Card(thermalTitle, content);
-    thermal_ = makeText({}, thermal);
+    thermalCard_ = new Card(thermalTitle, content);
+    thermal_ = makeText({}, thermalCard_);
     thermal_->setTextFormat(Qt::RichText);
-    thermalText_ = makeText({}, thermal, true);
-    thermal->body()->addWidget(thermal_);
-    thermal->body()->addWidget(thermalText_);
-    layout->addWidget(thermal);
+    thermalText_ = makeText({}, thermalCard_, true);
+    thermalCard_->body()->addWidget(thermal_);
+    thermalCard_->body()->addWidget(thermalText_);
+    layout->addWidget(thermalCard_);
 
     temps_ = new Card("Temperatures", content);
     chart_ = new SeriesChart(temps_);
@@ -58,6 +58,8 @@ void SensorsPage::refresh() {
 
     const auto groups = sections::sensorGroups(t);
     none_->setVisible(groups.empty());
+    // Without sensors the card below says so once; a state raised by throttling stays.
+    thermalCard_->setVisible(!groups.empty() || t.hasSensors || t.state != ThermalState::nominal);
     temps_->setVisible(!groups.empty());
     QString html;
     for (const auto& group : groups) {

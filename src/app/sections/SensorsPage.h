@@ -18,6 +18,7 @@ public:
     void refresh() override;
 
 private:
+    Card* thermalCard_;
     QLabel* thermal_;
     QLabel* thermalText_;
     Card* temps_;
