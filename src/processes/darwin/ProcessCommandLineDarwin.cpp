@@ -26,7 +26,7 @@ std::string processCommandLine(int32_t pid) {
     std::memcpy(&argc, buffer.data(), sizeof argc);
     const char* end = buffer.data() + size;
     const char* at = buffer.data() + sizeof argc;
-    at = std::find(at, end, '\0');                                  // past the executable's path
+    at = std::find(at, end, '\0');                                 // past the executable's path
     at = std::find_if(at, end, [](char c) { return c != '\0'; });  // past its padding
     std::string raw;
     constexpr size_t limit = 4096;
