@@ -96,14 +96,13 @@ void Monitor::apply(const Snapshot& s) {
     append(cpuSeries_, s.cpu.total, maxPoints);
     const double total = static_cast<double>(s.memory.total);
     append(memorySeries_, total > 0 ? static_cast<double>(s.memory.used()) / total * 100.0 : 0.0, maxPoints);
-    double power = 0;
-    if (s.systemPower) {
-        power = *s.systemPower;
-    } else {
+    // Power that nothing measured (no reading yet, or none on this machine) adds no
+    // point: a line at 0 W would claim a figure.
+    std::optional<double> power = s.systemPower;
+    if (!power)
         for (const auto& group : s.groups)
-            if (group.power) power += *group.power;
-    }
-    append(powerSeries_, power, maxPoints);
+            if (group.power) power = power.value_or(0) + *group.power;
+    if (power) append(powerSeries_, *power, maxPoints);
     append(gpuSeries_, s.gpu.value_or(0.0), maxPoints);
     append(tempSeries_, s.thermal.socTemp.value_or(0.0), maxPoints);
     append(rxSeries_, s.network.rxRate, maxPoints);

@@ -8,6 +8,7 @@ std::optional<double> RaplMeter::update(const std::vector<RaplZone>& zones, doub
 
     std::optional<double> watts;
     const double elapsed = seconds - previousSeconds_;
+    if (comparable && elapsed >= 0 && elapsed < minimumSpan) return last_;
     if (comparable && elapsed > 0) {
         double joules = 0;
         bool ok = true;
@@ -25,6 +26,7 @@ std::optional<double> RaplMeter::update(const std::vector<RaplZone>& zones, doub
     }
     previous_ = zones;
     previousSeconds_ = seconds;
+    last_ = watts;
     return watts;
 }
 

@@ -18,15 +18,23 @@ struct RaplZone {
 
 class RaplMeter {
 public:
-    // Watts since the previous update, or absent on the first update, when time has
-    // not moved on, or when the set of zones changed (the meter starts over). A
-    // counter that went backwards wrapped at its range; without a known range the
-    // reading is dropped.
+    // The shortest span a figure is measured over: the counters move in steps and
+    // are read a little apart from the clock, so a few milliseconds right after start
+    // would give a fraction of the truth, or 0.
+    static constexpr double minimumSpan = 0.5;
+
+    // Watts since the base reading. Absent on the first update, when the set of zones
+    // changed or time went back (the meter starts over), and until the base is at
+    // least `minimumSpan` old; once measured, a read sooner than that keeps the last
+    // figure and the base, so the next figure covers the whole span. A counter that
+    // went backwards wrapped at its range; without a known range the reading is
+    // dropped and this reading becomes the base.
     std::optional<double> update(const std::vector<RaplZone>& zones, double seconds);
 
 private:
     std::vector<RaplZone> previous_;
     double previousSeconds_ = 0;
+    std::optional<double> last_;
 };
 
 }  // namespace qm

@@ -58,10 +58,10 @@ TEST_F(MonitorTest, SeriesStayBoundedNewestLastAndNonFiniteBecomesZero) {
         s.thermal.socTemp = i == 199 ? std::optional<double>(NAN) : std::optional<double>(50);
         monitor.apply(s);
     }
-    for (const auto* series :
-         {&monitor.cpuSeries(), &monitor.memorySeries(), &monitor.powerSeries(), &monitor.gpuSeries(),
-          &monitor.tempSeries(), &monitor.rxSeries(), &monitor.diskWriteSeries()})
+    for (const auto* series : {&monitor.cpuSeries(), &monitor.memorySeries(), &monitor.gpuSeries(),
+                               &monitor.tempSeries(), &monitor.rxSeries(), &monitor.diskWriteSeries()})
         EXPECT_EQ(series->size(), Monitor::maxPoints);
+    EXPECT_TRUE(monitor.powerSeries().empty()) << "no power was measured: no points, not a line at 0 W";
     EXPECT_EQ(monitor.cpuSeries().front(), 20);
     EXPECT_EQ(monitor.cpuSeries().back(), 199);
     EXPECT_EQ(monitor.memorySeries().back(), 40);

@@ -17,12 +17,28 @@ TEST(PowerRapl, WattsFromCounterDeltasWithWrap) {
     EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 7'000'000, 10'000'000}}, 101), 6);
     // Wrapped: 7 000 000 → range 10 000 000 → 0 → 2 000 000 is 5 J.
     EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 2'000'000, 10'000'000}}, 102), 5);
-    EXPECT_FALSE(meter.update({{"intel-rapl:0", 3'000'000, 10'000'000}}, 102));  // no time passed
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 3'000'000, 10'000'000}}, 102), 5) << "no time passed";
     // Two packages add up.
     meter.update({{"intel-rapl:0", 0, 0}, {"intel-rapl:1", 0, 0}}, 200);  // new zone set: start over
     EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 4'000'000, 0}, {"intel-rapl:1", 6'000'000, 0}}, 202), 5);
     // Backwards without a known range: no figure rather than a wrong one.
     EXPECT_FALSE(meter.update({{"intel-rapl:0", 1, 0}, {"intel-rapl:1", 6'000'000, 0}}, 203));
+}
+
+// Right after start the counters have been read twice within moments: no figure until
+// a real span has passed, and then one measured over the whole of it.
+TEST(PowerRapl, NothingBeforeARealSpanAndNeverAFraction) {
+    RaplMeter meter;
+    const uint64_t range = 262'143'328'850;
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 5'000'000, range}}, 10.0));
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 5'000'000, range}}, 10.004)) << "counter not moved yet: not 0 W";
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 5'061'000, range}}, 10.3)) << "too short a span";
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 11'000'000, range}}, 11.0), 6) << "over the whole second";
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 11'900'000, range}}, 11.1), 6) << "too soon: the last figure";
+    EXPECT_DOUBLE_EQ(*meter.update({{"intel-rapl:0", 19'000'000, range}}, 12.0), 8) << "from 11.0, not 11.1";
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 19'000'000, range}, {"intel-rapl:1", 0, range}}, 12.1))
+        << "a new set of zones starts over";
+    EXPECT_FALSE(meter.update({{"intel-rapl:0", 20'000'000, range}, {"intel-rapl:1", 0, range}}, 12.2));
 }
 
 struct ManualSeconds {
@@ -62,8 +78,11 @@ TEST(PowerLinux, IntelLaptopMeasuresRaplPackagesOnly) {
     EXPECT_EQ(first->battery.minutesRemaining, 72);
     EXPECT_EQ(first->battery.cycleCount, 212);
     EXPECT_DOUBLE_EQ(*first->battery.temperature, 31.2);
+    time.now += 0.1;
+    tree.write(package, "240423366267");  // +1 J in a tenth of a second: too short to tell
+    EXPECT_FALSE(source.read()->systemPower) << "absent, not 0 W or a partial figure";
 
-    time.now += 2;
+    time.now += 1.9;
     tree.write(package, "240442366267");                                        // +20 J
     tree.write("sys/class/powercap/intel-rapl:0:0/energy_uj", "999999999999");  // a part of the package
     EXPECT_DOUBLE_EQ(*source.read()->systemPower, 10);
