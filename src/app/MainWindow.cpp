@@ -8,7 +8,9 @@
 
 #include "app/palette/PaletteOverlay.h"
 #include "app/sections/SectionPage.h"
+#include "app/widgets/SidebarDelegate.h"
 #include "knowledge/ProcessLibrary.h"
+#include "shell/SidebarFigures.h"
 
 namespace qm::app {
 
@@ -29,6 +31,8 @@ MainWindow::MainWindow(AppContext& context, QWidget* parent) : QMainWindow(paren
     sidebar_->setObjectName("sidebar");
     sidebar_->setFixedWidth(190);
     sidebar_->setAccessibleName("Sections");
+    sidebar_->setItemDelegate(new SidebarDelegate(*context_.monitor, sidebar_));
+    sidebar_->setFrameShape(QFrame::NoFrame);
     for (size_t i = 0; i < allSections.size(); ++i) {
         const Section section = allSections[i];
         const QString name = QString::fromStdString(title(section));
@@ -69,6 +73,7 @@ MainWindow::MainWindow(AppContext& context, QWidget* parent) : QMainWindow(paren
     });
     monitorToken_ = context_.monitor->observe([this] {
         refreshCurrent();
+        if (isVisible() && !isMinimized()) refreshSidebar();
         if (isVisible()) palette_->refresh();
     });
     showSection(context_.ui->section());
@@ -100,6 +105,22 @@ void MainWindow::showSection(Section section) {
     next->refresh();
 }
 
+void MainWindow::refreshSidebar() {
+    if (!context_.monitor->hasData()) return;
+    const Snapshot& snapshot = context_.monitor->snapshot();
+    for (int row = 0; row < sidebar_->count() && row < static_cast<int>(allSections.size()); ++row) {
+        const auto figure = sidebarFigure(allSections[static_cast<size_t>(row)], snapshot);
+        const QString text = figure ? QString::fromStdString(*figure) : QString();
+        QListWidgetItem* item = sidebar_->item(row);
+        if (item->data(SidebarDelegate::figureRole).toString() == text) {
+            sidebar_->viewport()->update(sidebar_->visualItemRect(item));  // the trend moved
+            continue;
+        }
+        item->setData(SidebarDelegate::figureRole, text);
+        item->setData(Qt::AccessibleDescriptionRole, text);
+    }
+}
+
 void MainWindow::syncPalette() {
     const bool wanted = context_.ui->paletteVisible();
     if (wanted && !palette_->isVisible())
@@ -129,6 +150,7 @@ void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     context_.monitor->insertDemand(demandId);
     refreshCurrent();
+    refreshSidebar();
 }
 
 void MainWindow::hideEvent(QHideEvent* event) {

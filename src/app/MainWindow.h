@@ -40,6 +40,7 @@ private:
     void showSection(Section section);
     void refreshCurrent();
     void syncPalette();
+    void refreshSidebar();
 
     AppContext& context_;
     QListWidget* sidebar_ = nullptr;

@@ -12,6 +12,7 @@
 #include "shell/InstanceRequest.h"
 #include "shell/MenuBarLabel.h"
 #include "shell/PlatformKeys.h"
+#include "shell/SidebarFigures.h"
 #include "shell/QuickLookModel.h"
 #include "shell/QuitPolicy.h"
 #include "shell/SettingsText.h"
@@ -32,6 +33,9 @@ TEST(InstanceRequestTest, ArgumentsAndLinesRoundTripAndNonsenseIsRefused) {
     EXPECT_FALSE(parseLaunchArguments({"--show="}).error.empty());
     EXPECT_FALSE(parseLaunchArguments({"--frobnicate"}).error.empty());
     EXPECT_FALSE(parseLaunchArguments({"stray"}).error.empty());
+    EXPECT_TRUE(parseLaunchArguments({"--help"}).help);
+    EXPECT_TRUE(parseLaunchArguments({"--version"}).version);
+    EXPECT_NE(launchUsage().find("--show KEY"), std::string::npos);
 
     // A key with spaces survives the one-line protocol.
     const InstanceRequest spaced{Kind::show, "proc:Web Content"};
@@ -50,6 +54,27 @@ TEST(InstanceRequestTest, ArgumentsAndLinesRoundTripAndNonsenseIsRefused) {
     EXPECT_FALSE(displayProblem(":0", nullptr, nullptr));
     EXPECT_FALSE(displayProblem(nullptr, "wayland-0", nullptr));
     EXPECT_FALSE(displayProblem(nullptr, nullptr, "offscreen"));
+}
+
+TEST(SidebarFiguresTest, EachSectionShowsItsLiveFigureOnlyWhenMeasured) {
+    Fmt::setLocaleForTesting("en_US", "UTC");
+    Snapshot s;
+    s.cpu.total = 37;
+    s.processCount = 1412;
+    s.memory = {.total = 16ull << 30, .app = 6ull << 30, .wired = 2ull << 30, .compressed = 1ull << 30};
+    s.thermal.hasSensors = false;
+    EXPECT_EQ(sidebarFigure(Section::overview, s), "CPU 37%");
+    EXPECT_EQ(sidebarFigure(Section::apps, s), "1412 processes");
+    EXPECT_EQ(sidebarFigure(Section::memory, s), "9.0 GB used");
+    EXPECT_EQ(sidebarFigure(Section::energy, s), std::nullopt) << "no power reading: nothing, not 0 W";
+    EXPECT_EQ(sidebarFigure(Section::sensors, s), std::nullopt);
+    EXPECT_EQ(sidebarFigure(Section::timeline, s), std::nullopt);
+    s.systemPower = 12.5;
+    s.thermal.hasSensors = true;
+    s.thermal.sensors = {{"Package id 0", 51, SensorReading::Group::cpu}, {"nvme", 63.4, SensorReading::Group::storage}};
+    EXPECT_EQ(sidebarFigure(Section::energy, s), Fmt::watts(12.5));
+    EXPECT_EQ(sidebarFigure(Section::sensors, s), Fmt::temp(63.4));
+    Fmt::setLocaleForTesting(nullptr);
 }
 
 TEST(AutostartTest, EntryIsWrittenReadBackAndRemoved) {
