@@ -17,6 +17,7 @@
 #include "app/settings/SettingsWindow.h"
 #include "app/updates/UpdateCenter.h"
 #include "app/whatsnew/WhatsNewSheet.h"
+#include "app/widgets/AppTheme.h"
 #include "core/FileDefaults.h"
 #include "core/Log.h"
 #include "shell/LaunchSettings.h"
@@ -45,8 +46,9 @@ void AppDelegate::launch(const InstanceRequest& request) {
     Defaults& defaults = *context_.defaults;
     // 1. Bring back a menu-bar item the system may have hidden (once per installation).
     migrateMenuBarDefaults(defaults);
-    // 2. The Dock icon.
+    // 2. The Dock icon, and light or dark as the user chose (the desktop's by default).
     applyActivationPolicy(dockPolicy(defaults));
+    if (appearance(defaults) != Appearance::system) applyAppearance(appearance(defaults));
     // 3. Sampling starts; the first figures arrive one period later, or at once when a
     //    window is showing.
     context_.monitor->start();
@@ -149,6 +151,8 @@ void AppDelegate::updateMenuBarPresence() {
 void AppDelegate::settingChanged(const std::string& key) {
     if (key == "menuBar.enabled" || key == "onboarded") {
         updateMenuBarPresence();
+    } else if (key == appearanceKey) {
+        applyAppearance(appearance(*context_.defaults));
     } else if (key == "menuBar.style") {
         if (menuBar_ && menuBar_->isInstalled()) menuBar_->updateLabel(true);
     } else if (key == "refresh.interval") {

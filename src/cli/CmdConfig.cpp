@@ -14,6 +14,7 @@
 #include "core/FileRead.h"
 #include "fmt/PlatformWording.h"
 #include "history/AlertCenter.h"
+#include "shell/Appearance.h"
 #include "shell/MenuBarStyle.h"
 
 namespace qm::cli::config_command {
@@ -48,6 +49,8 @@ const std::vector<KnownSetting>& knownSettings() {
          "quitting hides to the menu bar (unset: when the menu bar item is on and onboarding is done)"},
         {"quit.backgroundHintShown", SettingType::boolean, false, "the background-running hint was shown"},
         {"migration.menuBar.v2", SettingType::boolean, false, "the one-time menu-bar migration has run", true},
+        {"appearance", SettingType::text, std::string("system"),
+         "the desktop app's colours: system (the desktop's), light or dark"},
         {"apps.columns", SettingType::text, std::string("kind,cpuHistory,memoryHistory"),
          "the apps table's optional columns, separated by commas: pid, user, kind, cpuHistory, memoryHistory"},
         {"whatsNew.lastSeenVersion", SettingType::text, std::nullopt, "version whose release notes were last settled"},
@@ -127,6 +130,7 @@ std::optional<SettingValue> parseValue(const KnownSetting& setting, const std::s
         }
         case SettingType::text:
             if (std::string(setting.key) == "menuBar.style" && !menuBarStyleFromRaw(text)) return std::nullopt;
+            if (std::string(setting.key) == appearanceKey && !appearanceFromRaw(text)) return std::nullopt;
             return text;
     }
     return std::nullopt;

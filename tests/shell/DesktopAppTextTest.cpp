@@ -12,10 +12,10 @@
 #include "shell/InstanceRequest.h"
 #include "shell/MenuBarLabel.h"
 #include "shell/PlatformKeys.h"
-#include "shell/SidebarFigures.h"
 #include "shell/QuickLookModel.h"
 #include "shell/QuitPolicy.h"
 #include "shell/SettingsText.h"
+#include "shell/SidebarFigures.h"
 
 namespace qm {
 namespace {
@@ -71,7 +71,8 @@ TEST(SidebarFiguresTest, EachSectionShowsItsLiveFigureOnlyWhenMeasured) {
     EXPECT_EQ(sidebarFigure(Section::timeline, s), std::nullopt);
     s.systemPower = 12.5;
     s.thermal.hasSensors = true;
-    s.thermal.sensors = {{"Package id 0", 51, SensorReading::Group::cpu}, {"nvme", 63.4, SensorReading::Group::storage}};
+    s.thermal.sensors = {{"Package id 0", 51, SensorReading::Group::cpu},
+                         {"nvme", 63.4, SensorReading::Group::storage}};
     EXPECT_EQ(sidebarFigure(Section::energy, s), Fmt::watts(12.5));
     EXPECT_EQ(sidebarFigure(Section::sensors, s), Fmt::temp(63.4));
     Fmt::setLocaleForTesting(nullptr);

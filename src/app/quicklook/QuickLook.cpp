@@ -1,5 +1,7 @@
 #include "app/quicklook/QuickLook.h"
 
+#include "app/widgets/AppTheme.h"
+
 #include <QApplication>
 #include <QCursor>
 #include <QEvent>
@@ -26,7 +28,7 @@ QLabel* sectionTitle(const QString& text, QWidget* parent) {
     QFont font = label->font();
     font.setBold(true);
     label->setFont(font);
-    label->setStyleSheet("color: #6e6e73;");
+    markQuiet(label);
     return label;
 }
 

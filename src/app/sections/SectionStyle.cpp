@@ -1,5 +1,7 @@
 #include "app/sections/SectionStyle.h"
 
+#include "app/widgets/AppTheme.h"
+
 #include <QApplication>
 #include <QLabel>
 #include <QScrollArea>
@@ -50,11 +52,7 @@ QLabel* makeText(const QString& text, QWidget* parent, bool secondary) {
     auto* label = new QLabel(text, parent);
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    if (secondary) {
-        QPalette pal = label->palette();
-        pal.setColor(QPalette::WindowText, pal.color(QPalette::PlaceholderText));
-        label->setPalette(pal);
-    }
+    if (secondary) markQuiet(label);
     return label;
 }
 

@@ -1,4 +1,4 @@
-// General: the update interval, the Dock (Mac only), the window at launch, what
+// General: the update interval, light or dark, the Dock (Mac only), the window at launch, what
 // Ctrl+Q (⌘Q) does, launch at login and the language.
 #include <QCheckBox>
 #include <QComboBox>
@@ -12,6 +12,7 @@
 #include "app/PlatformApp.h"
 #include "app/settings/FormParts.h"
 #include "app/settings/SettingsWindow.h"
+#include "shell/Appearance.h"
 #include "shell/SettingRead.h"
 #include "shell/SettingsText.h"
 
@@ -35,6 +36,15 @@ public:
                 [this](int index) { defaults_.set("refresh.interval", interval_->itemData(index).toDouble()); });
         form->addRow(QString::fromStdString(text.updateEvery), interval_);
         form->addRow(footnote(text.updateFootnote, this));
+
+        appearance_ = new QComboBox(this);
+        appearance_->setObjectName("appearance");
+        for (Appearance choice : {Appearance::system, Appearance::light, Appearance::dark})
+            appearance_->addItem(QString::fromStdString(label(choice)), QString::fromUtf8(rawValue(choice).data()));
+        connect(appearance_, &QComboBox::activated, this, [this](int index) {
+            defaults_.set(appearanceKey, appearance_->itemData(index).toString().toStdString());
+        });
+        form->addRow(QString::fromUtf8(appearanceText::title), appearance_);
 
         if (text.showInDock) {
             dock_ = boolBox(*text.showInDock, "dock.visible", "showInDock");
@@ -81,6 +91,7 @@ public:
         for (int i = 0; i < interval_->count(); ++i)
             if (std::abs(interval_->itemData(i).toDouble() - interval) < 0.01) best = i;
         interval_->setCurrentIndex(best);
+        appearance_->setCurrentIndex(static_cast<int>(appearance(defaults_)));
         if (dock_) dock_->setChecked(storedBool(defaults_, "dock.visible").value_or(true));
         atLaunch_->setChecked(storedBool(defaults_, "window.atLaunch").value_or(true));
         keepRunning_->setChecked(storedBool(defaults_, "quit.keepRunningInMenuBar").value_or(true));
@@ -97,6 +108,7 @@ private:
 
     Defaults& defaults_;
     QComboBox* interval_ = nullptr;
+    QComboBox* appearance_ = nullptr;
     QCheckBox* dock_ = nullptr;
     QCheckBox* atLaunch_ = nullptr;
     QCheckBox* keepRunning_ = nullptr;

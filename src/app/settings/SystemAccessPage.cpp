@@ -10,6 +10,7 @@
 
 #include "app/settings/FormParts.h"
 #include "app/settings/SettingsWindow.h"
+#include "app/widgets/Tones.h"
 #include "processes/HelperInstaller.h"
 #include "shell/SettingsText.h"
 
@@ -52,7 +53,8 @@ private:
         title_->setText(QString::fromStdString(row.title));
         note_->setText(QString::fromStdString(row.note));
         status_->setText(QString(row.ok ? "\u2714 " : "\u26A0 ") + QString::fromStdString(row.status));
-        status_->setStyleSheet(row.ok ? "color: #2ea043;" : "color: #e08a00;");
+        status_->setStyleSheet(
+            QString("color: %1;").arg(verdictColor(row.ok ? Insights::Tone::good : Insights::Tone::warn).name()));
         // Without a graphical password prompt the same step can be run in a terminal.
         const std::string command =
             state == HelperInstaller::State::notRegistered ? HelperInstaller::enableCommand() : std::string();

@@ -13,7 +13,7 @@ namespace {
 Section sectionAt(const QModelIndex& index) {
     const int row = index.row();
     return row >= 0 && row < static_cast<int>(allSections.size()) ? allSections[static_cast<size_t>(row)]
-                                                                    : Section::overview;
+                                                                  : Section::overview;
 }
 
 QColor sectionColor(Section section) {
@@ -111,8 +111,8 @@ void SidebarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
         painter->drawText(figureBox, Qt::AlignLeft | Qt::AlignVCenter,
                           metrics.elidedText(figure, Qt::ElideRight, figureBox.width()));
         if (trendWidth > 0)
-            paintSparkline(*painter, QRectF(area.right() - trendWidth, figureBox.top() + 1, trendWidth,
-                                            figureBox.height() - 2),
+            paintSparkline(*painter,
+                           QRectF(area.right() - trendWidth, figureBox.top() + 1, trendWidth, figureBox.height() - 2),
                            *series, scale, selected ? text : sectionColor(section));
     }
     painter->restore();
