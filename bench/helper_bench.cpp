@@ -109,8 +109,8 @@ private:
 
 struct ByName : qm::KeyResolver {
     qm::GroupKey computeKey(const qm::ProcessSample& s, const qm::SamplesByPID&, uint64_t startTime) override {
-        return qm::GroupKey{"proc:" + s.name, s.name,       qm::ProcessKind::background,
-                            std::nullopt,     std::nullopt, startTime};
+        return qm::GroupKey{"proc:" + s.name, s.name, qm::ProcessKind::background, std::nullopt, std::nullopt,
+                            startTime,        s.name};
     }
 };
 

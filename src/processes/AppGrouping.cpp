@@ -26,9 +26,11 @@ std::vector<AppGroup> AppGrouper::group(const std::vector<ProcessSample>& sample
     for (const auto& sample : samples) {
         uint64_t startTime = startTimeOf(sample.pid);
         auto cached = groupKeys_.find(sample.pid);
-        if (cached == groupKeys_.end() || cached->second.startTime != startTime) {
+        if (cached == groupKeys_.end() || cached->second.startTime != startTime ||
+            cached->second.processName != sample.name) {
             GroupKey key = resolver_->computeKey(sample, byPID, startTime);
             key.startTime = startTime;
+            key.processName = sample.name;
             cached = groupKeys_.insert_or_assign(sample.pid, std::move(key)).first;
         }
         const GroupKey& key = cached->second;

@@ -27,7 +27,8 @@ class AppGrouper {
 public:
     explicit AppGrouper(std::unique_ptr<KeyResolver> resolver);
 
-    // `startTimeOf` gives a pid's start time this tick (0 when unknown).
+    // `startTimeOf` gives a pid's start time this tick (0 when unknown). A key is kept
+    // while the start time and the process's name stay the same.
     std::vector<AppGroup> group(const std::vector<ProcessSample>& samples,
                                 const std::function<uint64_t(int32_t)>& startTimeOf);
 

@@ -19,10 +19,11 @@ ProcessReader::ProcessReader(std::unique_ptr<ProcessSource> source, std::unique_
 
 Identity ProcessReader::identity(const BasicInfo& info) {
     if (auto known = identities_.find(info.pid);
-        known != identities_.end() && known->second.startTime == info.startTime)
+        known != identities_.end() && known->second.startTime == info.startTime && known->second.comm == info.comm)
         return known->second;
     Identity id;
     id.startTime = info.startTime;
+    id.comm = info.comm;
     if (info.pid == 0) {
         id.name = "kernel_task";
         return id;

@@ -39,7 +39,8 @@ public:
     // The same read with the individual samples.
     Result readDetailed(bool includeRestricted);
 
-    // The identity of one process: cached while its start time is unchanged.
+    // The identity of one process: cached while its start time and command name are
+    // unchanged (exec keeps the first and changes the second).
     Identity identity(const BasicInfo& info);
     // Runs `ps` unless its figures are younger than psCacheLifetime.
     void refreshPSIfNeeded();

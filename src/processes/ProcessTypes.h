@@ -18,11 +18,14 @@ struct BasicInfo {
     uint64_t startTime = 0;  // microseconds since the Unix epoch
 };
 
-// Path and display name of one process lifetime; valid while the start time matches.
+// Path and display name of one process image; valid while the start time and the
+// command name match (a process that execs another program keeps its pid and start
+// time, and the kernel gives it the new program's command name).
 struct Identity {
     std::string path;  // empty when unknown
     std::string name;
     uint64_t startTime = 0;
+    std::string comm;  // BasicInfo::comm when the identity was read
 };
 
 // One process's cumulative usage as the platform reports it. `cpuTime` is in the
@@ -58,6 +61,7 @@ struct GroupKey {
     std::optional<std::string> bundlePath;
     std::optional<std::string> bundleID;
     uint64_t startTime = 0;
+    std::string processName;  // the process's name it was worked out for: a new name (exec) works it out again
 };
 
 }  // namespace qm

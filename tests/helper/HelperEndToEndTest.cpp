@@ -20,7 +20,8 @@ namespace {
 
 struct ByName : KeyResolver {
     GroupKey computeKey(const ProcessSample& s, const SamplesByPID&, uint64_t startTime) override {
-        return GroupKey{"proc:" + s.name, s.name, ProcessKind::background, std::nullopt, std::nullopt, startTime};
+        return GroupKey{"proc:" + s.name, s.name, ProcessKind::background, std::nullopt, std::nullopt,
+                        startTime,        s.name};
     }
 };
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include "core/FileRead.h"
@@ -71,6 +72,54 @@ TEST(LiveProcesses, BusyChildShowsAFullCoreAndCountsAddUp) {
     EXPECT_FALSE(busy->approximate);
     EXPECT_EQ(grouped, second.processes.size());
     EXPECT_NEAR(static_cast<double>(grouped), static_cast<double>(procEntries), 5);
+}
+
+// A child that execs another program: the next read names it, finds its path and
+// groups it under the new program.
+TEST(LiveProcesses, AProcessThatExecsIsNamedAfterItsNewProgram) {
+    int go[2];
+    ASSERT_EQ(::pipe(go), 0);
+    pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ::close(go[1]);
+        char byte;
+        if (::read(go[0], &byte, 1) == 1) ::execl("/bin/sleep", "sleep", "60", static_cast<char*>(nullptr));
+        ::_exit(1);
+    }
+    ::close(go[0]);
+    ProcessReader reader(std::make_unique<LinuxProcessSource>(""),
+                         std::make_unique<DesktopKeyResolver>(std::make_unique<LinuxCgroupSource>(""),
+                                                              std::vector<std::string>{"/usr/share"}));
+    auto find = [&](const ProcessReader::Result& r) -> std::pair<const ProcessSample*, const AppGroup*> {
+        for (const auto& g : r.groups)
+            for (const auto& p : g.processes)
+                if (p.pid == child) return {&p, &g};
+        return {nullptr, nullptr};
+    };
+    auto before = reader.readDetailed(true);
+    auto [old, oldGroup] = find(before);
+    ASSERT_TRUE(old);
+    const std::string oldName = old->name;
+    EXPECT_NE(oldName, "sleep");
+
+    ASSERT_EQ(::write(go[1], "x", 1), 1);
+    const auto comm = "/proc/" + std::to_string(child) + "/comm";
+    for (int i = 0; i < 500 && readLine(comm).value_or("") != "sleep"; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    auto after = reader.readDetailed(true);
+    auto [now, group] = find(after);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ::close(go[1]);
+
+    ASSERT_TRUE(now);
+    EXPECT_EQ(now->name, "sleep");
+    EXPECT_EQ(now->path.substr(now->path.rfind('/')), "/sleep") << now->path;
+    // Grouped by name unless the test itself runs inside a desktop app's scope.
+    if (oldGroup->id == "proc:" + oldName) {
+        EXPECT_EQ(group->id, "proc:sleep");
+    }
 }
 
 // The schedstat handles kept per process: one for a process that is listed, none once

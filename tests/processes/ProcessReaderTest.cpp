@@ -102,6 +102,36 @@ TEST_F(ReaderFixture, CountersGoingBackwardsOrReusedPidsStartOver) {
     EXPECT_EQ(source->pathLookups[200], 2);
 }
 
+// exec keeps the pid, the start time and the counters, and changes the command name:
+// the name, the path and the group follow, and the rates go on without a restart.
+TEST_F(ReaderFixture, ANewProgramInTheSameProcessIsNamedAndGroupedAgain) {
+    auto& p = source->add(300, FakeProcessSource::me, "/usr/bin/bash");
+    p.usage = UsageRecord{1'000'000'000, 0, 0, 0, 0, 0};
+    auto first = reader->readDetailed(false);
+    EXPECT_EQ(sample(first, 300).name, "bash");
+    ASSERT_EQ(first.groups.size(), 1u);
+    EXPECT_EQ(first.groups[0].id, "proc:bash");
+
+    wait(1);
+    p.usage = UsageRecord{1'500'000'000, 0, 0, 0, 0, 0};
+    reader->readDetailed(false);
+    EXPECT_EQ(source->pathLookups[300], 1) << "nothing changed: no new lookup";
+
+    wait(1);
+    p.info.comm = "python3";
+    p.path = "/usr/bin/python3.11";
+    p.usage = UsageRecord{2'000'000'000, 0, 0, 0, 0, 0};
+    auto after = reader->readDetailed(false);
+    const ProcessSample& s = sample(after, 300);
+    EXPECT_EQ(s.name, "python3.11");
+    EXPECT_EQ(s.path, "/usr/bin/python3.11");
+    EXPECT_DOUBLE_EQ(s.cpu, 50) << "the same process: its rates carry on";
+    ASSERT_EQ(after.groups.size(), 1u);
+    EXPECT_EQ(after.groups[0].id, "proc:python3.11");
+    EXPECT_EQ(after.groups[0].name, "python3.11");
+    EXPECT_EQ(source->pathLookups[300], 2);
+}
+
 // Linux: another user's disk counters come only from the helper, on the ticks that
 // ask it; the ticks in between carry the last real counters instead of reading 0.
 // Everything else (and the wake-ups the helper cannot count) stays the source's own.

@@ -161,6 +161,10 @@ bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& i
         readMemory(pidName, process);
     }
     process.ppid = st->ppid;  // an orphan is adopted by init or a subreaper
+    // exec gives the same process a new command name (so does a rename of its main
+    // thread): the reader then reads its path and name again. Kernel workers change
+    // theirs with every work queue they serve, which says nothing about them.
+    if (!isNew && !process.kernelThread && st->comm != process.comm) process.comm = std::move(st->comm);
     process.cpuTicks = st->utime + st->stime;
     const uint64_t threads = std::max<uint64_t>(st->threads, 1);
     // Switches were counted for the main thread alone, or for all threads: a process
