@@ -39,7 +39,8 @@ TEST(AppearanceTest, EveryTextAndChartColourKeepsItsContrastInLightAndDark) {
             {"bad", verdictColor(Insights::Tone::bad)},
             {"secondary", verdictColor(Insights::Tone::secondary)},
         };
-        for (size_t part = 0; part < 5; ++part) inks.emplace_back("memory part " + std::to_string(part), memoryPartColor(part));
+        for (size_t part = 0; part < 5; ++part)
+            inks.emplace_back("memory part " + std::to_string(part), memoryPartColor(part));
         for (QPalette::ColorRole ground : {QPalette::Window, QPalette::Base, QPalette::AlternateBase})
             for (const auto& [name, ink] : inks)
                 EXPECT_GE(contrastRatio(rgb(ink), rgb(palette.color(ground))), 4.5)

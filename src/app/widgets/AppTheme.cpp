@@ -80,8 +80,7 @@ void applyAppearance(Appearance appearance) {
             QApplication::setStyle(desktop.style);
         QApplication::setPalette(desktop.palette);
     } else {
-        if (QApplication::style()->name().compare("fusion", Qt::CaseInsensitive) != 0)
-            QApplication::setStyle("Fusion");
+        if (QApplication::style()->name().compare("fusion", Qt::CaseInsensitive) != 0) QApplication::setStyle("Fusion");
         QApplication::setPalette(appearancePalette(appearance == Appearance::dark));
     }
     for (QWidget* widget : QApplication::allWidgets())
