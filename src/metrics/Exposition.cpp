@@ -41,10 +41,11 @@ void machineFigures(ExpositionWriter& w, const Snapshot& s) {
 
     const MemoryStats& m = s.memory;
     if (m.total > 0) {  // no memory reading at all
-        w.family("quillmere_memory_total_bytes", M::gauge, "bytes", "Installed memory.");
+        w.family("quillmere_memory_total_bytes", M::gauge, "bytes",
+                 "Memory the system manages (on Linux MemTotal, a little less than is installed).");
         w.sample(bytes(m.total));
         w.family("quillmere_memory_bytes", M::gauge, "bytes",
-                 "Memory by part: app, wired, compressed, cached and free add up to the installed memory.");
+                 "Memory by part: app, wired, compressed, cached and free add up to the total memory.");
         w.sample({{"part", "app"}}, bytes(m.app));
         w.sample({{"part", "wired"}}, bytes(m.wired));
         w.sample({{"part", "compressed"}}, bytes(m.compressed));

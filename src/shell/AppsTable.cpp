@@ -166,8 +166,9 @@ std::optional<AppsTable::Column> appsColumnFromRaw(std::string_view raw) {
 }
 
 std::string appsText::countLine(int64_t processes, int64_t rows) {
-    return std::to_string(processes) + " processes grouped into " + std::to_string(rows) +
-           " rows. Helpers live under the app that owns them.";
+    // One of either is counted in the singular ("1 process", "1 row").
+    return std::to_string(processes) + (processes == 1 ? " process grouped into " : " processes grouped into ") +
+           std::to_string(rows) + (rows == 1 ? " row." : " rows.") + " Helpers live under the app that owns them.";
 }
 
 }  // namespace qm

@@ -105,6 +105,9 @@ TEST(AppsTable, QueryMatchesGroupOrMemberNamesAndCombinesWithKind) {
     EXPECT_EQ(appsColumnFromRaw("disk"), AppsTable::Column::disk);
     EXPECT_EQ(appsText::countLine(412, 57),
               "412 processes grouped into 57 rows. Helpers live under the app that owns them.");
+    EXPECT_EQ(appsText::countLine(21, 1),
+              "21 processes grouped into 1 row. Helpers live under the app that owns them.");
+    EXPECT_EQ(appsText::countLine(1, 1), "1 process grouped into 1 row. Helpers live under the app that owns them.");
 }
 
 TEST(AppsTable, FilterFindsPIDsAndCommandLinesReadingThemOnlyWhenNeeded) {

@@ -158,8 +158,10 @@ public:
             qs("\u2193 " + Fmt::rate(s.network.rxRate) + "   \u2191 " + Fmt::rate(s.network.txRate)));
         rxSpark_->setSeries(monitor.rxSeries(), 64 * 1024);
         txSpark_->setSeries(monitor.txSeries(), 64 * 1024);
-        networkDetail_->setText(qs("Since start: received " + Fmt::bytes(static_cast<double>(s.network.rxTotal)) +
-                                   ", sent " + Fmt::bytes(static_cast<double>(s.network.txTotal))));
+        // The interfaces count from when the system started, not from Quillmere's start.
+        networkDetail_->setText(qs("Since the system started: received " +
+                                   Fmt::bytes(static_cast<double>(s.network.rxTotal)) + ", sent " +
+                                   Fmt::bytes(static_cast<double>(s.network.txTotal))));
 
         diskValue_->setText(qs("Read " + Fmt::rate(s.disk.readRate) + "   Write " + Fmt::rate(s.disk.writeRate)));
         readSpark_->setSeries(monitor.diskReadSeries(), 256 * 1024);
