@@ -6,8 +6,10 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QLabel>
+#include <QResizeEvent>
 #include <QScrollArea>
 #include <QVBoxLayout>
+#include <vector>
 
 #include "app/widgets/CoreBars.h"
 #include "app/widgets/Sparkline.h"
@@ -48,6 +50,7 @@ public:
         auto* outer = new QVBoxLayout(this);
         outer->setContentsMargins(0, 0, 0, 0);
         auto* scroll = new QScrollArea(this);
+        scroll->setAccessibleName(QString::fromStdString(title(Section::overview)));
         scroll->setWidgetResizable(true);
         scroll->setFrameShape(QFrame::NoFrame);
         auto* body = new QWidget(scroll);
@@ -57,8 +60,8 @@ public:
         header_ = new StatusHeader(true, body);
         layout->addWidget(header_);
 
-        auto* grid = new QGridLayout;
-        grid->setSpacing(14);
+        grid_ = new QGridLayout;
+        grid_->setSpacing(14);
         // CPU
         auto* cpu = card("CPU", body);
         cpuValue_ = bigValue(cpu, "cpuValue");
@@ -69,7 +72,7 @@ public:
         cpu->layout()->addWidget(cpuSpark_);
         cpu->layout()->addWidget(cpuDetail_);
         cpu->layout()->addWidget(cores_);
-        grid->addWidget(cpu, 0, 0);
+        cards_.push_back(cpu);
         // Memory
         auto* memory = card("Memory", body);
         memoryValue_ = bigValue(memory, "memoryValue");
@@ -80,7 +83,7 @@ public:
         memory->layout()->addWidget(memorySpark_);
         memory->layout()->addWidget(memoryDetail_);
         memory->layout()->addWidget(pressure_);
-        grid->addWidget(memory, 0, 1);
+        cards_.push_back(memory);
         // Network
         auto* network = card("Network", body);
         networkValue_ = bigValue(network, "networkValue");
@@ -91,7 +94,7 @@ public:
         network->layout()->addWidget(rxSpark_);
         network->layout()->addWidget(txSpark_);
         network->layout()->addWidget(networkDetail_);
-        grid->addWidget(network, 1, 0);
+        cards_.push_back(network);
         // Disk
         auto* disk = card("Disk", body);
         diskValue_ = bigValue(disk, "diskValue");
@@ -102,7 +105,7 @@ public:
         disk->layout()->addWidget(readSpark_);
         disk->layout()->addWidget(writeSpark_);
         disk->layout()->addWidget(diskDetail_);
-        grid->addWidget(disk, 1, 1);
+        cards_.push_back(disk);
         // Battery and power
         auto* power = card("Battery and power", body);
         powerValue_ = bigValue(power, "powerValue");
@@ -111,7 +114,7 @@ public:
         power->layout()->addWidget(powerValue_);
         power->layout()->addWidget(powerSpark_);
         power->layout()->addWidget(batteryDetail_);
-        grid->addWidget(power, 2, 0);
+        cards_.push_back(power);
         // Thermal state
         auto* thermal = card("Thermal state", body);
         thermalValue_ = bigValue(thermal, "thermalValue");
@@ -120,10 +123,9 @@ public:
         thermal->layout()->addWidget(thermalValue_);
         thermal->layout()->addWidget(tempSpark_);
         thermal->layout()->addWidget(thermalDetail_);
-        grid->addWidget(thermal, 2, 1);
-        grid->setColumnStretch(0, 1);
-        grid->setColumnStretch(1, 1);
-        layout->addLayout(grid);
+        cards_.push_back(thermal);
+        arrange(2);
+        layout->addLayout(grid_);
         layout->addStretch(1);
         scroll->setWidget(body);
         outer->addWidget(scroll);
@@ -194,7 +196,26 @@ public:
         thermalDetail_->setText(qs(thermal.detail));
     }
 
+protected:
+    void resizeEvent(QResizeEvent* event) override {
+        SectionPage::resizeEvent(event);
+        arrange(columnsFor(width()));
+    }
+
 private:
+    // One column in a narrow window, two at the usual size, three on a wide screen,
+    // so the cards neither clip their figures nor leave half the page empty.
+    static int columnsFor(int width) { return width >= 1400 ? 3 : width >= 720 ? 2 : 1; }
+
+    void arrange(int columns) {
+        if (columns == columns_) return;
+        columns_ = columns;
+        for (QWidget* card : cards_) grid_->removeWidget(card);
+        for (int i = 0; i < static_cast<int>(cards_.size()); ++i)
+            grid_->addWidget(cards_[static_cast<size_t>(i)], i / columns, i % columns);
+        for (int column = 0; column < 3; ++column) grid_->setColumnStretch(column, column < columns ? 1 : 0);
+    }
+
     static QGroupBox* card(const char* title, QWidget* parent) {
         auto* box = new QGroupBox(title, parent);
         auto* layout = new QVBoxLayout(box);
@@ -203,6 +224,9 @@ private:
     }
 
     StatusHeader* header_ = nullptr;
+    QGridLayout* grid_ = nullptr;
+    std::vector<QWidget*> cards_;
+    int columns_ = 0;
     QLabel *cpuValue_ = nullptr, *cpuDetail_ = nullptr, *memoryValue_ = nullptr, *memoryDetail_ = nullptr,
            *pressure_ = nullptr, *networkValue_ = nullptr, *networkDetail_ = nullptr, *diskValue_ = nullptr,
            *diskDetail_ = nullptr, *powerValue_ = nullptr, *batteryDetail_ = nullptr, *thermalValue_ = nullptr,

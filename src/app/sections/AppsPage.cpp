@@ -63,6 +63,8 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     filter_->setObjectName("filterField");
     filter_->setPlaceholderText(QString::fromUtf8(appsText::searchPlaceholder));
     filter_->setClearButtonEnabled(true);
+    filter_->setAccessibleName(QString::fromUtf8(appsText::searchPlaceholder));
+    kinds_->setAccessibleName("Kind");
     bar->addWidget(kinds_);
     bar->addWidget(filter_, 1);
     layout->addLayout(bar);
@@ -76,6 +78,7 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     model_ = new AppsTreeModel(this);
     tree_ = new QTreeView(this);
     tree_->setObjectName("appsTree");
+    tree_->setAccessibleName(QString::fromUtf8(appsText::title));
     tree_->setModel(model_);
     tree_->setUniformRowHeights(true);
     tree_->setAlternatingRowColors(true);
@@ -103,12 +106,13 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     panel_->setLibrary(&ProcessLibrary::shared());
     panel_->currentGroup = [this](const std::string& id) { return this->context().monitor->group(id); };
     auto* scroll = new QScrollArea(this);
+    scroll->setAccessibleName("Explanation");
     scroll->setWidget(panel_);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setMinimumWidth(250);
 
-    auto* split = new QSplitter(this);
+    auto* split = split_ = new QSplitter(this);
     split->addWidget(tree_);
     split->addWidget(scroll);
     split->setStretchFactor(0, 3);
@@ -237,6 +241,14 @@ void AppsPage::showHeaderMenu(const QPoint& at) {
         });
     }
     menu.exec(tree_->header()->viewport()->mapToGlobal(at));
+}
+
+void AppsPage::resizeEvent(QResizeEvent* event) {
+    SectionPage::resizeEvent(event);
+    // A narrow window puts the explanation under the table, so every figure keeps its
+    // column; a wide one puts it beside.
+    const Qt::Orientation wanted = width() < 900 ? Qt::Vertical : Qt::Horizontal;
+    if (split_->orientation() != wanted) split_->setOrientation(wanted);
 }
 
 bool AppsPage::holdingOrder() const {

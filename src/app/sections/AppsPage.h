@@ -16,6 +16,7 @@ class QComboBox;
 class QFrame;
 class QLabel;
 class QLineEdit;
+class QSplitter;
 class QTreeView;
 
 namespace qm::app {
@@ -68,10 +69,12 @@ private:
     void applyShownColumns();
     bool holdingOrder() const;
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
     AppsTable table_;
     AppsTreeModel* model_;
     QTreeView* tree_;
+    QSplitter* split_ = nullptr;
     ExplainPanel* panel_;
     QLineEdit* filter_;
     QComboBox* kinds_;

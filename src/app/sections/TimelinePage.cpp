@@ -97,6 +97,7 @@ TimelinePage::TimelinePage(AppContext& context, QWidget* parent) : SectionPage(S
     eventCount_->setAccessibleDescription("Number of events in the selected time range");
     events_ = new QListWidget(left);
     events_->setObjectName("timelineEvents");
+    events_->setAccessibleName("Events");
     events_->setMaximumHeight(170);
     events_->setWordWrap(true);
     leftLayout->addWidget(eventCount_);

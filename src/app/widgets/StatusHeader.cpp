@@ -71,6 +71,7 @@ StatusHeader::StatusHeader(bool large, QWidget* parent) : QWidget(parent), large
     titleFont.setBold(true);
     titleFont.setPointSizeF(titleFont.pointSizeF() * (large ? 1.5 : 1.1));
     title_->setFont(titleFont);
+    title_->setWordWrap(true);
     detail_ = new QLabel(this);
     detail_->setObjectName("statusDetail");
     detail_->setWordWrap(true);
@@ -79,10 +80,42 @@ StatusHeader::StatusHeader(bool large, QWidget* parent) : QWidget(parent), large
     top->addWidget(badge_, 0, Qt::AlignTop);
     top->addLayout(texts, 1);
     outer->addLayout(top);
-    chipRow_ = new QHBoxLayout;
-    chipRow_->setSpacing(6);
-    chipRow_->addStretch(1);
-    outer->addLayout(chipRow_);
+    chipRows_ = new QVBoxLayout;
+    chipRows_->setSpacing(6);
+    outer->addLayout(chipRows_);
+}
+
+void StatusHeader::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (width() != flowedWidth_) flowChips();
+}
+
+void StatusHeader::flowChips() {
+    flowedWidth_ = width();
+    // Empty the rows, then fill them again in order, starting a new row where the next
+    // chip would pass the right edge.
+    while (QLayoutItem* row = chipRows_->takeAt(0)) {
+        if (QLayout* inner = row->layout())
+            while (QLayoutItem* item = inner->takeAt(0)) delete item;
+        delete row;
+    }
+    QHBoxLayout* row = nullptr;
+    int used = 0;
+    const int room = std::max(1, width());
+    for (QLabel* chip : chipLabels_) {
+        if (chip->isHidden()) continue;
+        const int wide = chip->sizeHint().width();
+        if (!row || (used > 0 && used + 6 + wide > room)) {
+            if (row) row->addStretch(1);
+            row = new QHBoxLayout;
+            row->setSpacing(6);
+            chipRows_->addLayout(row);
+            used = 0;
+        }
+        row->addWidget(chip);
+        used += (used > 0 ? 6 : 0) + wide;
+    }
+    if (row) row->addStretch(1);
 }
 
 void StatusHeader::setSnapshot(const Snapshot& snapshot) {
@@ -102,14 +135,17 @@ void StatusHeader::setSnapshot(const Snapshot& snapshot) {
         chip->setStyleSheet(
             "QLabel#chip { background: palette(alternate-base); border: 1px solid palette(mid);"
             " border-radius: 9px; padding: 1px 8px; }");
-        chipRow_->insertWidget(static_cast<int>(chipLabels_.size()), chip);
         chipLabels_.append(chip);
     }
+    bool changed = false;
     for (qsizetype i = 0; i < chipLabels_.size(); ++i) {
         const bool used = i < static_cast<qsizetype>(chips.size());
+        const QString text = used ? QString::fromStdString(forThisPlatform(chips[i].text)) : QString();
+        changed = changed || chipLabels_[i]->isHidden() == used || chipLabels_[i]->text() != text;
         chipLabels_[i]->setVisible(used);
-        if (used) chipLabels_[i]->setText(QString::fromStdString(forThisPlatform(chips[i].text)));
+        chipLabels_[i]->setText(text);
     }
+    if (changed) flowChips();  // the uptime chip changes once a minute, the rest rarely
 }
 
 QString StatusHeader::title() const { return title_->text(); }

@@ -9,6 +9,7 @@
 
 class QLabel;
 class QHBoxLayout;
+class QVBoxLayout;
 
 namespace qm::app {
 
@@ -27,12 +28,19 @@ public:
     QStringList chips() const;
     int level() const;
 
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+
 private:
+    // Lays the visible chips out in as many rows as the width needs.
+    void flowChips();
+
     bool large_ = false;
     LevelBadge* badge_ = nullptr;
     QLabel* title_ = nullptr;
     QLabel* detail_ = nullptr;
-    QHBoxLayout* chipRow_ = nullptr;
+    QVBoxLayout* chipRows_ = nullptr;
+    int flowedWidth_ = -1;
     QList<QLabel*> chipLabels_;
 };
 
