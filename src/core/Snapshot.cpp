@@ -197,6 +197,7 @@ size_t hashValue(const ProcessSample& r) {
     combineValue(seed, r.diskReadRate);
     combineValue(seed, r.diskWriteRate);
     combineValue(seed, r.wakeups);
+    combineValue(seed, r.startTime);
     combineValue(seed, r.approximate);
     combineValue(seed, r.isRestricted);
     return seed;

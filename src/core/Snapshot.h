@@ -159,8 +159,21 @@ struct ProcessSample {
     double wakeups = 0;
     bool approximate = false;
     bool isRestricted = false;
+    // Microseconds since the Unix epoch; with the pid it names one process lifetime,
+    // so an action aimed at this sample never reaches a later owner of the pid (0: unknown).
+    uint64_t startTime = 0;
     bool operator==(const ProcessSample&) const = default;
 };
+
+// One process lifetime as a snapshot saw it. Actions carry these, never bare pids:
+// the pid is signalled only while it still names a process with this start time and owner.
+struct ProcessRef {
+    int32_t pid = 0;
+    uint64_t startTime = 0;  // as ProcessSample::startTime
+    uint32_t uid = 0;
+    bool operator==(const ProcessRef&) const = default;
+};
+inline ProcessRef refOf(const ProcessSample& process) { return {process.pid, process.startTime, process.uid}; }
 
 struct AppGroup {
     std::string id;  // "app:<bundle path>" or "proc:<name>"
@@ -208,6 +221,9 @@ struct TimelineEvent {
     std::string detail;
     std::optional<std::string> appKey;
     std::optional<std::string> appName;
+    // The processes that made the event (the busy ones, the growing ones) when it was
+    // detected; kept in memory only, for acting on the event's notification.
+    std::vector<ProcessRef> processes;
     bool operator==(const TimelineEvent&) const = default;
 };
 

@@ -1,5 +1,6 @@
 #include "history/AlertCenter.h"
 
+#include <charconv>
 #include <cstdio>
 #include <random>
 
@@ -101,6 +102,10 @@ NotificationRequest AlertCenter::content(const TimelineEvent& event, std::string
         if (aboutApp) {
             request.category = std::string(category);
             request.userInfo[std::string(appKeyInfo)] = *key;
+            if (event.appName) request.userInfo[std::string(appNameInfo)] = *event.appName;
+            // Quit App ends these and nothing else: never a namesake started later.
+            if (!event.processes.empty())
+                request.userInfo[std::string(processesInfo)] = encodeProcesses(event.processes);
         }
     }
     return request;
@@ -127,7 +132,58 @@ void AlertCenter::handle(const NotificationResponse& response) {
         if (hooks_.open) hooks_.open(appKey);
         return;
     }
-    if (appKey && hooks_.quitApp) hooks_.quitApp(*appKey);
+    if (!appKey || !hooks_.quitApp) return;
+    QuitRequest request;
+    request.appKey = *appKey;
+    if (auto name = response.userInfo.find(std::string(appNameInfo)); name != response.userInfo.end())
+        request.appName = name->second;
+    if (auto list = response.userInfo.find(std::string(processesInfo)); list != response.userInfo.end())
+        request.processes = decodeProcesses(list->second);
+    std::weak_ptr<bool> alive = alive_;
+    SerialQueue* queue = &main_;
+    const std::string title = request.appName.empty() ? request.appKey : request.appName;
+    hooks_.quitApp(request, [alive, queue, this, title](const std::string& said) {
+        queue->post([alive, this, title, said] {
+            if (!alive.lock()) return;
+            NotificationRequest followUp;
+            followUp.identifier = randomIdentifier();
+            followUp.title = title;
+            followUp.body = said;
+            followUp.defaultSound = false;
+            sink_->post(followUp);
+        });
+    });
+}
+
+std::string AlertCenter::encodeProcesses(const std::vector<ProcessRef>& processes) {
+    std::string text;
+    for (const ProcessRef& p : processes) {
+        if (!text.empty()) text += ",";
+        text += std::to_string(p.pid) + ":" + std::to_string(p.startTime) + ":" + std::to_string(p.uid);
+    }
+    return text;
+}
+
+std::vector<ProcessRef> AlertCenter::decodeProcesses(std::string_view text) {
+    auto number = [](std::string_view digits, auto& out) {
+        auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), out);
+        return error == std::errc() && end == digits.data() + digits.size() && !digits.empty();
+    };
+    std::vector<ProcessRef> processes;
+    while (!text.empty()) {
+        const size_t comma = text.find(',');
+        std::string_view entry = text.substr(0, comma);
+        text = comma == std::string_view::npos ? std::string_view() : text.substr(comma + 1);
+        const size_t first = entry.find(':');
+        const size_t second = first == std::string_view::npos ? first : entry.find(':', first + 1);
+        if (second == std::string_view::npos) continue;
+        ProcessRef ref;
+        if (number(entry.substr(0, first), ref.pid) &&
+            number(entry.substr(first + 1, second - first - 1), ref.startTime) &&
+            number(entry.substr(second + 1), ref.uid) && ref.pid > 0)
+            processes.push_back(ref);
+    }
+    return processes;
 }
 
 void AlertCenter::requestPermission(std::function<void(bool granted, const std::string& error)> completion) {

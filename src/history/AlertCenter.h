@@ -55,10 +55,22 @@ public:
     // The same kind of event for the same app is announced at most once in this time.
     static constexpr double holdBackSeconds = 1800;
 
+    static constexpr std::string_view appNameInfo = "appName";
+    static constexpr std::string_view processesInfo = "processes";
+
+    // What "Quit App" is aimed at: the event's app, and the processes that made the
+    // event as they were when it was detected.
+    struct QuitRequest {
+        std::string appKey;
+        std::string appName;
+        std::vector<ProcessRef> processes;
+    };
+
     struct Hooks {
-        // Asks the apps of the group with this key to quit the way their own Quit would;
-        // a group that is gone is left alone.
-        std::function<void(const std::string& appKey)> quitApp;
+        // Quits what the request names: an app ("app:" key) the way its own Quit would,
+        // anything else only the recorded processes that are still the same ones. Calls
+        // `told` once, on any thread, with a sentence saying what happened.
+        std::function<void(const QuitRequest& request, std::function<void(const std::string& said)> told)> quitApp;
         // Opens (or brings forward) the main window, on that group when a key is given.
         std::function<void(const std::optional<std::string>& appKey)> open;
     };
@@ -78,8 +90,9 @@ public:
     void deliver(const std::vector<TimelineEvent>& events);
     bool shouldDeliver(const TimelineEvent& event) const;
 
-    // Acts on an answer (main queue): "QUIT_APP" with an app asks it to quit; anything
-    // else opens the main window, on the app when there is one.
+    // Acts on an answer (main queue): "QUIT_APP" with an app asks it to quit and says
+    // what happened in a notification of its own; anything else opens the main window,
+    // on the app when there is one.
     void handle(const NotificationResponse& response);
 
     // Asks the platform for permission; the completion runs on the main queue.
@@ -95,6 +108,10 @@ public:
     // the "appKey" user-info for a runaway or leaking app, or any event about a real
     // application.
     static NotificationRequest content(const TimelineEvent& event, std::string identifier);
+    // The processes of a notification's user-info as "pid:start:uid" joined by ","; the
+    // reading skips anything malformed (user-info may come back from a stranger).
+    static std::string encodeProcesses(const std::vector<ProcessRef>& processes);
+    static std::vector<ProcessRef> decodeProcesses(std::string_view text);
     // A new random (version 4) UUID in its usual text form.
     static std::string randomIdentifier();
 

@@ -2,6 +2,7 @@
 
 #include "core/DefaultsRanges.h"
 
+#include <algorithm>
 #include <limits>
 #include <set>
 
@@ -27,6 +28,7 @@ constexpr double indexingMinStretch = 90;
 constexpr double indexingCooldown = 7200;  // 2 hours
 constexpr double swapFloorGB = 4.0;
 constexpr double swapStepGB = 2.0;
+constexpr double busyFloor = 1;  // percent of one core: an idle namesake is never named
 
 constexpr double distantPast = -std::numeric_limits<double>::infinity();
 
@@ -70,6 +72,25 @@ TimelineEvent makeEvent(Date now, EventKind kind, int64_t severity, const std::s
         e.appName = app->name;
     }
     return e;
+}
+
+// The processes an event is about: the fewest, largest share first, that together
+// make up most of the group's share (so a busy process is named and its idle
+// namesakes are not), none below `floor`, at most a handful.
+std::vector<ProcessRef> mainContributors(std::vector<std::pair<double, ProcessRef>> shares, double floor) {
+    constexpr double mostOf = 0.8;
+    constexpr size_t atMost = 16;
+    std::stable_sort(shares.begin(), shares.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    double total = 0;
+    for (const auto& share : shares) total += std::max(0.0, share.first);
+    std::vector<ProcessRef> chosen;
+    double covered = 0;
+    for (const auto& [share, ref] : shares) {
+        if (share < floor || covered >= mostOf * total || chosen.size() == atMost) break;
+        chosen.push_back(ref);
+        covered += share;
+    }
+    return chosen;
 }
 
 // The kernel cuts process names to 15 characters, so "tracker-miner-fs-3" may be
@@ -168,6 +189,9 @@ void EventDetector::checkHighCPU(const Snapshot& s, Date now, std::vector<Timeli
             s.battery.present ? " min. This drains battery and heats your Mac." : " min. This heats your Mac.";
         out.push_back(makeEvent(now, EventKind::highCPU, 2, g.name + " is using a lot of CPU",
                                 Fmt::percent(g.cpu) + " of a core for " + std::to_string(minutes) + cost, &g));
+        std::vector<std::pair<double, ProcessRef>> shares;
+        for (const ProcessSample& p : g.processes) shares.emplace_back(p.cpu, refOf(p));
+        out.back().processes = mainContributors(std::move(shares), busyFloor);
     }
     // A stretch restarts as soon as the app drops below the threshold.
     std::erase_if(highCPUSince, [&](const auto& entry) { return !seen.contains(entry.first); });
@@ -183,6 +207,9 @@ void EventDetector::checkMemoryGrowth(const Snapshot& s, Date now, std::vector<T
         seen.insert(g.id);
         auto& trail = memoryTrail[g.id];
         trail.emplace_back(now, g.memory);
+        // Each process's memory when the trail first saw it, to tell which of them grew.
+        auto& startMemory = processMemoryAtStart[g.id];
+        for (const ProcessSample& p : g.processes) startMemory.try_emplace({p.pid, p.startTime}, p.memory);
         std::erase_if(trail, [&](const MemorySample& m) { return now - m.first > memoryWindow; });
         const MemorySample& first = trail.front();
 
@@ -199,8 +226,27 @@ void EventDetector::checkMemoryGrowth(const Snapshot& s, Date now, std::vector<T
                                 "Grew by " + Fmt::bytes(growth) + " in " + std::to_string(minutes) + " min (now " +
                                     Fmt::bytes(static_cast<double>(g.memory)) + "). Restarting it usually frees this.",
                                 &g));
+        std::vector<std::pair<double, ProcessRef>> growths;
+        for (const ProcessSample& p : g.processes) {
+            const uint64_t before = startMemory.at({p.pid, p.startTime});
+            if (p.memory > before) growths.emplace_back(static_cast<double>(p.memory - before), refOf(p));
+        }
+        out.back().processes = mainContributors(std::move(growths), 0);
     }
     std::erase_if(memoryTrail, [&](const auto& entry) { return !seen.contains(entry.first); });
+    std::erase_if(processMemoryAtStart, [&](const auto& entry) { return !seen.contains(entry.first); });
+    // Processes that ended are forgotten with their groups' next check.
+    for (auto& [id, start] : processMemoryAtStart) {
+        const AppGroup* g = nullptr;
+        for (const AppGroup& candidate : s.groups)
+            if (candidate.id == id) g = &candidate;
+        if (g == nullptr) continue;
+        std::erase_if(start, [&](const auto& entry) {
+            return std::none_of(g->processes.begin(), g->processes.end(), [&](const ProcessSample& p) {
+                return p.pid == entry.first.first && p.startTime == entry.first.second;
+            });
+        });
+    }
 }
 
 void EventDetector::checkPressure(const Snapshot& s, const AppGroup* biggest, Date now,

@@ -63,6 +63,8 @@ private:
     std::map<std::string, Date> highCPUReported;
     std::map<std::string, std::vector<MemorySample>> memoryTrail;
     std::map<std::string, Date> leakReported;
+    // Per group: each process's (pid, start time) memory when its trail first saw it.
+    std::map<std::string, std::map<std::pair<int32_t, uint64_t>, uint64_t>> processMemoryAtStart;
     std::optional<Date> lastMemoryCheck;  // none: the distant past
     PressureLevel lastPressure = PressureLevel::normal;
     std::map<int, Date> pressureReported;

@@ -22,9 +22,11 @@ struct NotificationSinkOptions {
 // app bundle; without one it logs one line and drops notifications).
 std::unique_ptr<NotificationSink> makePlatformNotificationSink(const NotificationSinkOptions& options = {});
 
-// Quit App as the platform does it politely: the group looked up afresh, then SIGTERM
-// to this user's processes on Linux, terminate on macOS (processes/PoliteQuit.h).
-std::function<void(const std::string& appKey)> politeQuitHook();
+// Quit App, on a thread of its own: an app's group looked up afresh and asked to quit
+// politely (processes/PoliteQuit.h); anything else only the processes the event
+// recorded (notify/AlertQuit.h).
+using AlertQuitHook = decltype(AlertCenter::Hooks::quitApp);
+AlertQuitHook politeQuitHook();
 
 // For a process without windows: quit politely, and show by starting the desktop app
 // with `--show KEY` (one log line when it is not installed).

@@ -63,8 +63,11 @@ ProcessSample ProcessReader::restrictedSample(const BasicInfo& info, const Ident
     auto cached = psCache_.find(info.pid);
     if (!psTick && cached == psCache_.end()) {
         // Ticks without includeRestricted carry the figures of the last tick that had it.
-        if (auto last = lastRestricted_.find(info.pid); last != lastRestricted_.end() && last->second.name == id.name)
-            return last->second;
+        if (auto last = lastRestricted_.find(info.pid); last != lastRestricted_.end() && last->second.name == id.name) {
+            ProcessSample s = last->second;
+            s.startTime = info.startTime;
+            return s;
+        }
     }
     ProcessSample s;
     s.pid = info.pid;
@@ -72,6 +75,7 @@ ProcessSample ProcessReader::restrictedSample(const BasicInfo& info, const Ident
     s.uid = info.uid;
     s.name = id.name;
     s.path = id.path;
+    s.startTime = info.startTime;
     if (cached != psCache_.end()) {
         s.cpu = cached->second.cpu;
         s.memory = cached->second.rss;
@@ -152,6 +156,7 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
         s.uid = info.uid;
         s.name = id.name;
         s.path = id.path;
+        s.startTime = info.startTime;
         s.memory = usage->memory;
         s.isRestricted = otherUser;
 

@@ -1,27 +1,19 @@
 #include "shell/ProcessQuit.h"
 
 #include <unistd.h>
-#include <cerrno>
-#include <csignal>
+
+#include <algorithm>
 
 #include "processes/KernelGroup.h"
 
 namespace qm {
 
 namespace {
-std::string notReached(int refused) {
-    if (refused <= 0) return "";
-    return refused == 1 ? " 1 process could not be reached."
-                        : " " + std::to_string(refused) + " processes could not be reached.";
-}
+std::string processes(size_t n) { return std::to_string(n) + (n == 1 ? " process" : " processes"); }
 }  // namespace
 
-ProcessQuit::ProcessQuit(uint32_t ownUID, int32_t ownPID, Sender sender)
-    : ownUID_(ownUID), ownPID_(ownPID), sender_(std::move(sender)) {}
-
-ProcessQuit ProcessQuit::system() {
-    return ProcessQuit(static_cast<uint32_t>(::getuid()), static_cast<int32_t>(::getpid()),
-                       [](int32_t pid, int signal) { return ::kill(pid, signal) == 0 ? 0 : errno; });
+ProcessQuit ProcessQuit::forThisProcess() {
+    return ProcessQuit(static_cast<uint32_t>(::getuid()), static_cast<int32_t>(::getpid()));
 }
 
 std::vector<ProcessSample> ProcessQuit::targets(const AppGroup& group, std::optional<int32_t> pid) {
@@ -51,46 +43,40 @@ std::optional<std::string> ProcessQuit::refusal(const AppGroup& group,
     return reason;
 }
 
-ProcessQuit::Report ProcessQuit::send(const AppGroup& group, const std::vector<ProcessSample>& targets, int signal) {
-    Report report;
-    for (const ProcessSample& p : targets) {
-        if (refusal(p, group)) {
-            ++report.refused;
-            continue;
+QuitPlan ProcessQuit::plan(const AppGroup& group, std::optional<int32_t> pid, bool force) const {
+    QuitPlan plan;
+    plan.listed = targets(group, pid);
+    std::stable_sort(plan.listed.begin(), plan.listed.end(),
+                     [](const ProcessSample& a, const ProcessSample& b) { return a.cpu > b.cpu; });
+    for (const ProcessSample& p : plan.listed) plan.choosable.push_back(!refusal(p, group));
+    plan.chosen = plan.choosable;
+    plan.ask = force;
+    // Namesakes are separate programs: the busiest is chosen, the others are offered.
+    const bool namesakes = !pid && !group.id.starts_with("app:") && plan.listed.size() > 1;
+    if (namesakes) {
+        plan.ask = true;
+        bool first = true;
+        for (size_t i = 0; i < plan.chosen.size(); ++i) {
+            plan.chosen[i] = plan.chosen[i] && first;
+            if (plan.chosen[i]) first = false;
         }
-        const int error = sender_ ? sender_(p.pid, signal) : ESRCH;
-        if (error == 0)
-            ++report.signalled;
-        else if (error == ESRCH)
-            ++report.gone;
-        else
-            ++report.refused;
     }
-    return report;
+    return plan;
 }
 
-ProcessQuit::Report ProcessQuit::quit(const AppGroup& group, const std::vector<ProcessSample>& targets) {
-    Report report = send(group, targets, SIGTERM);
-    report.text = report.signalled > 0  ? quitText::asked(group.name, report.refused)
-                  : report.refused == 0 ? std::string(quitText::vanished)
-                                        : refusal(group, targets).value_or(quitText::otherUser);
-    return report;
+std::string quitText::forceQuestion(const std::string& name, size_t count) {
+    return count > 1 ? "Force quit which of the " + std::to_string(count) + " " + name + " processes?"
+                     : "Force quit " + name + "?";
 }
 
-ProcessQuit::Report ProcessQuit::forceQuit(const AppGroup& group, const std::vector<ProcessSample>& targets) {
-    Report report = send(group, targets, SIGKILL);
-    report.text = report.signalled > 0  ? quitText::forced(group.name, report.refused)
-                  : report.refused == 0 ? std::string(quitText::vanished)
-                                        : refusal(group, targets).value_or(quitText::otherUser);
-    return report;
+std::string quitText::quitQuestion(const std::string& name, size_t count) {
+    return "Quit which of the " + std::to_string(count) + " " + name + " processes?";
 }
 
-std::string quitText::asked(const std::string& name, int refused) {
-    return "Asked " + name + " to quit." + notReached(refused);
-}
+std::string quitText::allOf(size_t count) { return "All " + std::to_string(count); }
 
-std::string quitText::forced(const std::string& name, int refused) {
-    return "Force quit " + name + "." + notReached(refused);
+std::string quitText::working(bool force, size_t count) {
+    return force ? "Force quitting " + processes(count) + "…" : "Asking " + processes(count) + " to quit…";
 }
 
 }  // namespace qm

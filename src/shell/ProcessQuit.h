@@ -1,12 +1,14 @@
-// Quitting from the apps table: a polite request (SIGTERM) first, and the forced
-// signal (SIGKILL) only once the user has confirmed it. Only the user's own processes
-// can be signalled; for the others (another user's, the kernel, Quillmere itself) the
-// panel says why instead of failing silently. The sending itself is injected so the
-// decisions are tested without signalling anything.
+// Quitting from the apps table, decided before anything is sent: which processes a
+// Quit or Force Quit on the selected row is aimed at, which of them are chosen at
+// first, and whether the user is asked. An app's group quits whole, the way its own
+// Quit would; a group of namesakes (processes grouped by name, separate programs
+// started from different places) asks, with only the busiest chosen; a single process
+// quits at once. Force Quit always asks. Only the user's own processes can be chosen;
+// for the others (another user's, the kernel, Quillmere itself) the panel says why.
+// The sending is ProcessActions' (processes/ProcessActions.h).
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,15 +17,20 @@
 
 namespace qm {
 
+// What one Quit or Force Quit is aimed at.
+struct QuitPlan {
+    std::vector<ProcessSample> listed;  // busiest first
+    std::vector<bool> choosable;        // may be chosen at all
+    std::vector<bool> chosen;           // chosen at first
+    bool ask = false;                   // confirm (and let the user choose) before sending
+};
+
 class ProcessQuit {
 public:
-    // Sends a signal; returns 0 or the errno of the failure.
-    using Sender = std::function<int(int32_t pid, int signal)>;
-
     // `ownUID` and `ownPID` identify this program's user and process.
-    ProcessQuit(uint32_t ownUID, int32_t ownPID, Sender sender);
-    // The real kill(2), this process's uid and pid.
-    static ProcessQuit system();
+    ProcessQuit(uint32_t ownUID, int32_t ownPID) : ownUID_(ownUID), ownPID_(ownPID) {}
+    // This process's uid and pid.
+    static ProcessQuit forThisProcess();
 
     // The processes a quit of the group (or of one of its processes) is aimed at.
     static std::vector<ProcessSample> targets(const AppGroup& group, std::optional<int32_t> pid);
@@ -33,23 +40,12 @@ public:
     // Why this one process cannot be quit, or absent.
     std::optional<std::string> refusal(const ProcessSample& process, const AppGroup& group) const;
 
-    struct Report {
-        int signalled = 0;  // processes the signal reached
-        int gone = 0;       // already exited
-        int refused = 0;    // not ours, or the kernel refused
-        std::string text;   // one line for the panel
-    };
-    // SIGTERM to every target that can be quit.
-    Report quit(const AppGroup& group, const std::vector<ProcessSample>& targets);
-    // SIGKILL to every target that can be quit: only after the confirmation.
-    Report forceQuit(const AppGroup& group, const std::vector<ProcessSample>& targets);
+    // Quit (`force` false) or Force Quit on the group's row, or on one of its processes.
+    QuitPlan plan(const AppGroup& group, std::optional<int32_t> pid, bool force) const;
 
 private:
-    Report send(const AppGroup& group, const std::vector<ProcessSample>& targets, int signal);
-
     uint32_t ownUID_;
     int32_t ownPID_;
-    Sender sender_;
 };
 
 namespace quitText {
@@ -63,9 +59,15 @@ inline constexpr const char* otherUser =
 inline constexpr const char* kernel = "This is the operating system's kernel. It cannot be quit.";
 inline constexpr const char* itself = "This is Quillmere itself. Quit it from its own menu.";
 inline constexpr const char* vanished = "It has already quit.";
-// "Asked Firefox to quit.", "Force quit Firefox.", with how many could not be reached.
-std::string asked(const std::string& name, int refused);
-std::string forced(const std::string& name, int refused);
+inline constexpr const char* notChoosable = "another user's";
+// "Force quit Firefox?", "Force quit which of the 3 python3 processes?",
+// "Quit which of the 3 python3 processes?"
+std::string forceQuestion(const std::string& name, size_t processes);
+std::string quitQuestion(const std::string& name, size_t processes);
+// "All 3"
+std::string allOf(size_t processes);
+// "Asking 2 processes to quit…", "Force quitting 1 process…"
+std::string working(bool force, size_t processes);
 }  // namespace quitText
 
 }  // namespace qm

@@ -54,7 +54,11 @@ struct Fixture {
         auto owned = std::make_unique<RecordingSink>();
         sink = owned.get();
         AlertCenter::Hooks hooks;
-        hooks.quitApp = [this](const std::string& key) { quits.push_back(key); };
+        hooks.quitApp = [this](const AlertCenter::QuitRequest& request, auto told) {
+            quits.push_back(request.appKey);
+            requests.push_back(request);
+            told("Ended 1 process.");
+        };
         hooks.open = [this](const std::optional<std::string>& key) { opens.push_back(key); };
         center = std::make_unique<AlertCenter>(std::move(owned), queue, hooks, &defaults, clock);
     }
@@ -65,6 +69,7 @@ struct Fixture {
     HeldQueue queue;
     RecordingSink* sink = nullptr;
     std::vector<std::string> quits;
+    std::vector<AlertCenter::QuitRequest> requests;
     std::vector<std::optional<std::string>> opens;
     std::unique_ptr<AlertCenter> center;
 };
@@ -143,7 +148,7 @@ TEST(AlertCenterTest, QuitIsOfferedForRunawayOrLeakingAppsAndRealApplicationsOnl
     EXPECT_EQ(r.severity, 2);
     EXPECT_TRUE(r.defaultSound);
     EXPECT_EQ(r.category, "APP_EVENT");
-    EXPECT_EQ(r.userInfo, (std::map<std::string, std::string>{{"appKey", "proc:yes"}}));
+    EXPECT_EQ(r.userInfo, (std::map<std::string, std::string>{{"appKey", "proc:yes"}, {"appName", "Name"}}));
     EXPECT_TRUE(AlertCenter::content(event(EventKind::thermal, 2, "proc:kworker"), "x").userInfo.empty());
 
     auto category = AlertCenter::appEventCategory();
@@ -176,6 +181,35 @@ TEST(AlertCenterTest, QuitIsOfferedForRunawayOrLeakingAppsAndRealApplicationsOnl
         identifiers.insert(id);
     }
     EXPECT_EQ(identifiers.size(), 100u);
+}
+
+TEST(AlertCenterTest, QuitAppCarriesTheRecordedProcessesAndSaysWhatHappened) {
+    Fixture f;
+    TimelineEvent busy = event(EventKind::highCPU, 2, "proc:python3");
+    busy.processes = {{4242, 1'700'000'000'123'456, 1000}, {77, 5, 0}};
+    f.center->deliver(busy);
+    ASSERT_EQ(f.posted(), 1u);
+    auto info = f.sink->posted[0].userInfo;
+    EXPECT_EQ(info["processes"], "4242:1700000000123456:1000,77:5:0");
+
+    // The answer, perhaps hours later, names exactly those processes.
+    f.sink->handler({"QUIT_APP", info});
+    f.queue.runAll();
+    ASSERT_EQ(f.requests.size(), 1u);
+    EXPECT_EQ(f.requests[0].appKey, "proc:python3");
+    EXPECT_EQ(f.requests[0].appName, "Name");
+    EXPECT_EQ(f.requests[0].processes, busy.processes);
+    // What happened, in a notification of its own without buttons.
+    ASSERT_EQ(f.posted(), 2u);
+    EXPECT_EQ(f.sink->posted[1].title, "Name");
+    EXPECT_EQ(f.sink->posted[1].body, "Ended 1 process.");
+    EXPECT_FALSE(f.sink->posted[1].category);
+
+    // User-info from a stranger: malformed entries are skipped, never guessed at.
+    EXPECT_EQ(AlertCenter::decodeProcesses("12:34:56,x:1:2,7:8,-3:4:5,9:10:11:12,13::14,15:16:17,"),
+              (std::vector<ProcessRef>{{12, 34, 56}, {15, 16, 17}}));
+    EXPECT_TRUE(AlertCenter::decodeProcesses("99999999999:1:1").empty());
+    EXPECT_EQ(AlertCenter::encodeProcesses({}), "");
 }
 
 TEST(AlertCenterTest, AnswersActOnTheMainQueue) {

@@ -14,8 +14,10 @@
 
 #include "PrivateBus.h"
 #include "history/AlertCenter.h"
+#include "history/EventDetector.h"
+#include "notify/PlatformNotifications.h"
 #include "notify/linux/FreedesktopNotifications.h"
-#include "processes/PoliteQuit.h"
+#include "processes/Sources.h"
 
 namespace qm {
 namespace {
@@ -50,18 +52,21 @@ protected:
     }
 
     // An alert center posting on the private bus; answers are handled where they arrive.
-    void makeCenter(double callTimeout = 2.0) {
+    void makeCenter(double callTimeout = 2.0, AlertQuitHook quitHook = {}) {
         FreedesktopNotifications::Options options;
         options.busAddress = bus->address();
         options.callTimeout = callTimeout;
         auto owned = std::make_unique<FreedesktopNotifications>(options);
         sink = owned.get();
         AlertCenter::Hooks hooks;
-        hooks.quitApp = [this](const std::string& key) {
-            if (quit) quit(key);
-            std::lock_guard guard(lock);
-            quits.push_back(key);
+        hooks.quitApp = [this](const AlertCenter::QuitRequest& request, auto told) {
+            {
+                std::lock_guard guard(lock);
+                quits.push_back(request.appKey);
+            }
+            told("");
         };
+        if (quitHook) hooks.quitApp = std::move(quitHook);
         hooks.open = [this](const std::optional<std::string>& key) {
             std::lock_guard guard(lock);
             opens.push_back(key);
@@ -79,7 +84,6 @@ protected:
     ManualClock clock;
     ManualQueue queue;
     FreedesktopNotifications* sink = nullptr;
-    std::function<void(const std::string&)> quit;
     std::mutex lock;
     std::vector<std::string> quits;
     std::vector<std::optional<std::string>> opens;
@@ -141,62 +145,88 @@ TEST_F(NotificationBusTest, AServerWithoutActionsGetsNoButtons) {
     EXPECT_EQ(sent[0].body, "185% of a core for 3 min. This drains battery & heats your computer.");
 }
 
-TEST_F(NotificationBusTest, QuitAppAsksTheRealProcessToQuitWithSIGTERM) {
-    // A child under a name of its own, so no other process shares its group.
-    const std::string name = "qm-quit-" + std::to_string(::getpid());
-    const std::string copy = std::filesystem::temp_directory_path().string() + "/" + name;
-    std::filesystem::copy_file("/bin/sleep", copy, std::filesystem::copy_options::overwrite_existing);
+// A child running a copy of sh under `name`, with `script`.
+pid_t startScript(const std::string& copy, const std::string& name, const char* script) {
     pid_t child = ::fork();
     if (child == 0) {
-        ::execl(copy.c_str(), name.c_str(), "30", static_cast<char*>(nullptr));
+        ::execl(copy.c_str(), name.c_str(), "-c", script, static_cast<char*>(nullptr));
         ::_exit(127);
     }
-    ASSERT_GT(child, 0);
-    const std::string key = "proc:" + name;
+    return child;
+}
 
-    // The product's own path looks the group up afresh. Where the desktop groups this
-    // test under an app (a terminal's scope), that group holds more than the child:
-    // then the child alone is asked, so nothing else is ever signalled.
-    bool ownGroup = false;
-    testing::eventually([&] {
-        auto group = runningGroup(key);
-        ownGroup = group && group->processes.size() == 1 && group->processes[0].pid == child;
-        return ownGroup;
-    });
-    quit = [&](const std::string& asked) {
-        if (asked != key) return;
-        if (ownGroup) {
-            quitGroupPolitely(asked);
-        } else {
-            AppGroup only;
-            only.id = key;
-            ProcessSample sample;
-            sample.pid = child;
-            sample.uid = ::getuid();
-            only.processes = {sample};
-            askGroupToQuit(only);
+TEST_F(NotificationBusTest, QuitAppEndsTheBusyProcessOfTheAlertAndLeavesItsIdleNamesake) {
+    // Two processes of one name of their own: one spins, the other idles.
+    const std::string name = "qm-busy-" + std::to_string(::getpid());
+    const std::string copy = std::filesystem::temp_directory_path().string() + "/" + name;
+    std::filesystem::copy_file("/bin/sh", copy, std::filesystem::copy_options::overwrite_existing);
+    const pid_t busy = startScript(copy, name, "while :; do :; done");
+    const pid_t idle = startScript(copy, name, "while :; do sleep 1; done");
+    ASSERT_GT(busy, 0);
+    ASSERT_GT(idle, 0);
+    auto cleanUp = [&] {
+        for (pid_t pid : {busy, idle}) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
         }
+        std::filesystem::remove(copy);
     };
 
+    // The detector sees the two as the process list reads them. Only they make up the
+    // group, whatever else runs beside this test, so nothing else can be named.
+    auto reader = makeProcessListSource();
+    reader->read(false);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    AppGroup group;
+    group.id = "proc:" + name;
+    group.name = name;
+    for (const AppGroup& g : reader->read(false).groups)
+        for (const ProcessSample& p : g.processes)
+            if (p.pid == busy || p.pid == idle) {
+                group.processes.push_back(p);
+                group.cpu += p.cpu;
+            }
+    if (group.processes.size() != 2) cleanUp();
+    ASSERT_EQ(group.processes.size(), 2u);
+    defaults.set("alert.highCPU.threshold", 10.0);
+    defaults.set("alert.highCPU.minutes", 0.0);
+    EventDetector detector(&defaults, clock);
+    detector.process(Snapshot{});
+    Snapshot seen;
+    seen.groups = {group};
+    clock.advance(2);
+    auto events = detector.process(seen);
+    if (events.size() != 1) cleanUp();
+    ASSERT_EQ(events.size(), 1u);
+
+    // The notification's Quit App, pressed on the server as a user would.
     FakeNotificationServer server(bus->address(), fullServer);
-    makeCenter();
-    center->deliver(highCPU(name));
+    makeCenter(2.0, politeQuitHook());
+    center->deliver(events[0]);
     ASSERT_TRUE(server.waitForNotifications(1));
-    server.invokeAction(server.notifications()[0].id, "QUIT_APP");
+    const uint32_t id = server.notifications()[0].id;
+    server.invokeAction(id, "QUIT_APP");
 
     int status = 0;
     pid_t done = 0;
-    testing::eventually([&] { return (done = ::waitpid(child, &status, WNOHANG)) != 0; });
-    if (done != child) {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-    std::filesystem::remove(copy);
-    ASSERT_EQ(done, child) << "the child was not asked to quit";
+    testing::eventually([&] { return (done = ::waitpid(busy, &status, WNOHANG)) != 0; });
+    const bool idleRunning = ::waitpid(idle, nullptr, WNOHANG) == 0;
+    const bool toldEnded = server.waitForNotifications(2);
+    // Pressed again later: the busy one is gone and its namesake is still not chosen.
+    server.invokeAction(id, "QUIT_APP");
+    const bool toldGone = server.waitForNotifications(3);
+    const auto sent = server.notifications();
+    cleanUp();
+
+    ASSERT_EQ(done, busy) << "the busy process was not asked to quit";
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-    ASSERT_TRUE(testing::eventually([&] { return answers() == 1; }));
-    std::lock_guard guard(lock);
-    EXPECT_EQ(quits, std::vector<std::string>{key});
+    EXPECT_TRUE(idleRunning) << "the idle namesake was signalled";
+    ASSERT_TRUE(toldEnded && toldGone);
+    EXPECT_EQ(sent[1].summary, name);
+    EXPECT_EQ(sent[1].body, "Ended 1 process.");
+    EXPECT_TRUE(sent[1].actions.empty() ||
+                sent[1].actions == (std::vector<std::string>{"default", "Show in Quillmere"}));
+    EXPECT_EQ(sent[2].body, "No process was signalled: 1 was already gone.");
 }
 
 TEST_F(NotificationBusTest, ShowAndClicksOpenTheAppAndUnknownAnswersAreIgnored) {

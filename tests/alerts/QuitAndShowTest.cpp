@@ -13,17 +13,10 @@
 #include "PrivateBus.h"
 #include "notify/DesktopAppLauncher.h"
 #include "processes/PoliteQuit.h"
+#include "processes/Sources.h"
 
 namespace qm {
 namespace {
-
-ProcessSample process(int32_t pid, uint32_t uid) {
-    ProcessSample p;
-    p.pid = pid;
-    p.uid = uid;
-    p.name = "worker";
-    return p;
-}
 
 // A child that sleeps until it is signalled.
 pid_t startSleeper() {
@@ -45,35 +38,36 @@ int endingSignal(pid_t pid, double seconds) {
     return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
 }
 
-TEST(PoliteQuitTest, OnlyTheUsersOwnProcessesAreAsked) {
-    AppGroup group;
-    group.id = "app:/usr/share/applications/editor.desktop";
-    group.processes = {process(4100, 1000), process(4101, 0), process(4102, 1000), process(4100, 1000),
-                       process(1, 1000),    process(0, 1000), process(4200, 1000), process(4103, 1001)};
-    // User 1000, asking from pid 4200: another user's (0, 1001), init, 0 and the asker are left alone.
-    EXPECT_EQ(politeQuitTargets(group, 1000, 4200), (std::vector<int32_t>{4100, 4102}));
-    // Root asks only root's processes too.
-    EXPECT_EQ(politeQuitTargets(group, 0, 4200), (std::vector<int32_t>{4101}));
-    EXPECT_TRUE(politeQuitTargets(group, 2000, 4200).empty());
+// The child as the process list sees it (with its start time), or an empty sample.
+ProcessSample listed(pid_t pid) {
+    for (const AppGroup& g : makeProcessListSource()->read(false).groups)
+        for (const ProcessSample& p : g.processes)
+            if (p.pid == pid) return p;
+    return {};
 }
 
-TEST(PoliteQuitTest, AsksARealChildToQuitWithSIGTERM) {
+TEST(PoliteQuitTest, AsksTheUsersOwnRealChildToQuitWithSIGTERMAndSaysSo) {
     pid_t child = startSleeper();
     ASSERT_GT(child, 0);
+    ::usleep(50'000);
     AppGroup group;
-    group.id = "proc:sleep";
-    group.processes = {process(child, ::getuid())};
-    EXPECT_EQ(askGroupToQuit(group), 1);
+    group.id = "app:/usr/share/applications/sleepy.desktop";
+    group.name = "Sleepy";
+    group.processes = {listed(child)};
+    ASSERT_EQ(group.processes[0].pid, child);
+    EXPECT_EQ(askGroupToQuit(group), "Ended 1 process.");
     EXPECT_EQ(endingSignal(child, 5), SIGTERM);
 
     // A process that is gone is left alone (its pid is not signalled again).
-    EXPECT_EQ(askGroupToQuit(group), 0);
+    EXPECT_EQ(askGroupToQuit(group), "No process was signalled: 1 was already gone.");
 
     // A process recorded as another user's is never signalled, running or not.
     pid_t other = startSleeper();
     ASSERT_GT(other, 0);
-    group.processes = {process(other, ::getuid() + 1)};
-    EXPECT_EQ(askGroupToQuit(group), 0);
+    ::usleep(50'000);
+    group.processes = {listed(other)};
+    group.processes[0].uid = ::getuid() + 1;
+    EXPECT_EQ(askGroupToQuit(group), "No process was signalled: 1 belongs to another user and was left alone.");
     EXPECT_EQ(endingSignal(other, 0.05), -1);
     ::kill(other, SIGKILL);
     ::waitpid(other, nullptr, 0);

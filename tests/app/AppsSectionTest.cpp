@@ -9,7 +9,6 @@
 #include <QMouseEvent>
 #include <QPixmap>
 #include <QTreeView>
-#include <csignal>
 
 #include "AppTestContext.h"
 #include "SectionTestData.h"
@@ -209,59 +208,6 @@ TEST_F(AppsSectionTest, FiguresFitRowsHoldStillUnderThePointerAndColumnsFollowTh
     page.table().commandLine = [](int32_t) { return std::string(); };  // not this machine's processes
     page.filterField()->setText("2");                                  // a PID's start
     EXPECT_EQ(topNames(*page.model()), QStringList{"mailsync"});
-}
-
-TEST_F(AppsSectionTest, ForceQuitAsksPolitelyFirstAndSendsTheForcedSignalOnlyToWhatIsStillRunning) {
-    test::AppTestContext t;
-    auto groups = madeUp();
-    t.monitor->apply(snapshot(groups));
-    AppsPage page(t.context);
-    page.refresh();
-    ExplainPanel& panel = *page.panel();
-    std::vector<std::pair<int32_t, int>> sent;
-    panel.setQuitter(ProcessQuit(1000, 99999, [&](int32_t pid, int signal) {
-        sent.emplace_back(pid, signal);
-        return 0;
-    }));
-
-    t.ui.selectGroup("app:/usr/share/applications/thunderbird.desktop");
-    page.refresh();
-    ASSERT_TRUE(panel.quitEnabled());
-
-    // Declined: only the polite request went out.
-    panel.confirmForceQuit = [](const QString&) { return false; };
-    panel.forceQuit();
-    EXPECT_EQ(sent, (std::vector<std::pair<int32_t, int>>{{10, SIGTERM}, {11, SIGTERM}}));
-
-    // Confirmed, but one process quit while the dialog was open.
-    sent.clear();
-    panel.confirmForceQuit = [&](const QString& name) {
-        EXPECT_EQ(name, "Mail");
-        auto fewer = groups;
-        fewer[0].processes.pop_back();
-        t.monitor->apply(snapshot(fewer));
-        return true;
-    };
-    panel.forceQuit();
-    EXPECT_EQ(sent, (std::vector<std::pair<int32_t, int>>{{10, SIGTERM}, {11, SIGTERM}, {10, SIGKILL}}));
-    EXPECT_EQ(panel.statusText(), "Force quit Mail.");
-
-    // The whole group gone before the confirmation: nothing forced.
-    sent.clear();
-    panel.confirmForceQuit = [&](const QString&) {
-        t.monitor->apply(snapshot({groups[1]}));
-        return true;
-    };
-    panel.forceQuit();
-    EXPECT_EQ(sent.size(), 2u);
-    EXPECT_EQ(panel.statusText(), "It has already quit.");
-
-    // Another user's process: the panel says why, and nothing can be sent.
-    t.monitor->apply(snapshot(groups));
-    t.ui.selectGroup("proc:systemd-journald");
-    page.refresh();
-    EXPECT_FALSE(panel.quitEnabled());
-    EXPECT_TRUE(panel.bodyText().contains("Runs as another user, so Quillmere cannot quit it."));
 }
 
 TEST_F(AppsSectionTest, TwoThousandProcessesRefreshInPlaceWithTheirTrends) {

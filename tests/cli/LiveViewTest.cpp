@@ -122,7 +122,7 @@ TEST(LiveLayoutTest, EveryModeFitsEveryTerminalAndTheListUsesTheWholeWidth) {
     moment.ts = 1'799'999'940;
     moment.system = qm::SystemMinute{};
     moment.apps.push_back({moment.ts, "proc:x", "BusiestThen\x1b[31m", 80, 1e9, 0, 0});
-    moment.events.push_back({1, 1'799'999'000, qm::EventKind::highCPU, 2, "x used 300%", "detail", {}, {}});
+    moment.events.push_back({1, 1'799'999'000, qm::EventKind::highCPU, 2, "x used 300%", "detail", {}, {}, {}});
     Pane pane;
     pane.title = "Example";
     pane.subtitle = "example \u00b7 pid 1";

@@ -109,7 +109,7 @@ TEST_F(MonitorTest, AnAppGoneForOneTickLosesItsSeries) {
 TEST_F(MonitorTest, SixtyEventsAtOnceKeepTheFiftyNewestFirst) {
     std::vector<TimelineEvent> batch;
     for (int i = 0; i < 60; ++i)
-        batch.push_back(TimelineEvent{i + 1, 1000.0 + i, EventKind::highCPU, 1, "t", "d", {}, {}});
+        batch.push_back(TimelineEvent{i + 1, 1000.0 + i, EventKind::highCPU, 1, "t", "d", {}, {}, {}});
     int heard = 0;
     monitor.onEvents = [&](const std::vector<TimelineEvent>& events) { heard += static_cast<int>(events.size()); };
     monitor.receive(batch);
@@ -175,13 +175,13 @@ TEST(MonitorStartTest, LoadsTheLastDayOfEventsAndTheLastUnplugFromHistory) {
         battery.battery = 80;
         store.write(mains, {});
         store.write(battery, {});
-        store.write(TimelineEvent{0, now - 3600, EventKind::unplugged, 0, "Unplugged", "", {}, {}});
-        store.write(TimelineEvent{0, now - 2 * 86400, EventKind::swap, 1, "Old", "", {}, {}});
+        store.write(TimelineEvent{0, now - 3600, EventKind::unplugged, 0, "Unplugged", "", {}, {}, {}});
+        store.write(TimelineEvent{0, now - 2 * 86400, EventKind::swap, 1, "Old", "", {}, {}, {}});
         store.waitUntilIdle();
         const auto unplugged = store.lastUnpluggedSync();
 
         Monitor monitor(main, quietSampler(), &store);
-        monitor.receive({TimelineEvent{0, now - 10, EventKind::highCPU, 1, "Busy", "", {}, {}}});
+        monitor.receive({TimelineEvent{0, now - 10, EventKind::highCPU, 1, "Busy", "", {}, {}, {}}});
         monitor.start();
         store.waitUntilIdle();
 

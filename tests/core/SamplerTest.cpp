@@ -324,8 +324,8 @@ TEST_F(SamplerTest, SelfCostComparesCPUTimeWithAbsoluteTime) {
 
 TEST_F(SamplerTest, EventsAreWrittenInOrderAndDeliveredOncePerTick) {
     sampler->start();
-    TimelineEvent a{0, kMinute, EventKind::highCPU, 1, "a", "", "proc:one", "one"};
-    TimelineEvent b{0, kMinute, EventKind::swap, 2, "b", "", std::nullopt, std::nullopt};
+    TimelineEvent a{0, kMinute, EventKind::highCPU, 1, "a", "", "proc:one", "one", {}};
+    TimelineEvent b{0, kMinute, EventKind::swap, 2, "b", "", std::nullopt, std::nullopt, {}};
     *nextEvents = {a, b};
     tick();
     EXPECT_EQ(history.events, (std::vector<TimelineEvent>{a, b}));

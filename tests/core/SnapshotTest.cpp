@@ -91,14 +91,14 @@ TEST(SnapshotTest, GroupEqualityIsShallowAndRecordsHashFieldByField) {
     b.processes.push_back(ProcessSample{});
     EXPECT_NE(a, b);
 
-    ProcessSample p{1, 0, 501, "a", "/bin/a", 1.0, 10, std::nullopt, 0, 0, 0, false, false};
+    ProcessSample p{1, 0, 501, "a", "/bin/a", 1.0, 10, std::nullopt, 0, 0, 0, false, false, 0};
     ProcessSample q = p;
     q.power = 0.0;  // absent and zero are different values
     EXPECT_NE(p, q);
     std::unordered_set<ProcessSample> set{p, q, p};
     EXPECT_EQ(set.size(), 2u);
 
-    TimelineEvent e{1, 100, EventKind::swap, 1, "t", "d", std::nullopt, std::nullopt};
+    TimelineEvent e{1, 100, EventKind::swap, 1, "t", "d", std::nullopt, std::nullopt, {}};
     TimelineEvent f = e;
     f.appName = "";
     EXPECT_NE(e, f);
@@ -158,7 +158,7 @@ TEST(SnapshotJsonTest, FieldNamesEnumsAndNullsForAbsentValues) {
 
 TEST(SnapshotJsonTest, EventsRoundTripAndUnknownKindsAreRejected) {
     TimelineEvent e{
-        7, 1'700'000'000.25, EventKind::memoryGrowth, 2, "Safari is growing", "3 GB", "app:/S.app", std::nullopt};
+        7, 1'700'000'000.25, EventKind::memoryGrowth, 2, "Safari is growing", "3 GB", "app:/S.app", std::nullopt, {}};
     const json j = e;
     EXPECT_EQ(j["kind"], "memoryGrowth");
     EXPECT_TRUE(j["appName"].is_null());

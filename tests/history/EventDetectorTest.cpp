@@ -147,6 +147,49 @@ TEST_F(EventDetectorTest, MemoryGrowthNeedsSizeSpanGrowthAndASteadyRise) {
     EXPECT_TRUE(detector.process(s).empty());
 }
 
+ProcessSample member(int32_t pid, uint64_t start, double cpu, uint64_t memory = 0) {
+    ProcessSample p;
+    p.pid = pid;
+    p.startTime = start;
+    p.uid = 1000;
+    p.cpu = cpu;
+    p.memory = memory;
+    return p;
+}
+
+AppGroup withProcesses(AppGroup g, std::vector<ProcessSample> processes) {
+    g.processes = std::move(processes);
+    return g;
+}
+
+TEST_F(EventDetectorTest, EventsNameTheProcessesThatMadeThemNotTheirNamesakes) {
+    // Four python3 processes: two share the load, one idles, one barely runs.
+    Snapshot busy;
+    busy.groups = {withProcesses(group("proc:python3", "python3", 190), {member(10, 1000, 0.4), member(11, 1100, 95),
+                                                                         member(12, 1200, 0.6), member(13, 1300, 94)})};
+    detector.process(busy);
+    tick(busy);
+    auto events = tick(busy, 180);
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].processes, (std::vector<ProcessRef>{{11, 1100, 1000}, {13, 1300, 1000}}));
+
+    // Memory: of three namesakes the one that grew is named, not the biggest.
+    EventDetector growth{&defaults, clock, IndexerSet::linuxDesktop()};
+    Snapshot s;
+    growth.process(s);
+    std::vector<TimelineEvent> found;
+    for (int k = 0; k <= 25; ++k) {
+        const uint64_t leaking = 100'000'000 + k * 70'000'000ULL;
+        s.groups = {withProcesses(group("proc:node", "node", 1, 2'000'000'000 + leaking + 300'000'000),
+                                  {member(20, 2000, 0, 2'000'000'000), member(21, 2100, 0, leaking),
+                                   member(22, 2200, 0, 300'000'000 + (k % 2) * 1'000'000)})};
+        clock.advance(60);
+        found = growth.process(s);
+    }
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_EQ(found[0].processes, (std::vector<ProcessRef>{{21, 2100, 1000}}));
+}
+
 TEST(EventDetectorRise, MostlyRisingNeedsFiveSamplesAndThreeStepsInFour) {
     using T = std::vector<EventDetector::MemorySample>;
     EXPECT_FALSE(EventDetector::isMostlyRising(T{{0, 1}, {1, 2}, {2, 3}, {3, 4}}));

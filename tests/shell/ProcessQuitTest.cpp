@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <csignal>
-#include <map>
-
 #include "shell/ProcessQuit.h"
 
 namespace qm {
@@ -25,58 +21,66 @@ AppGroup group(std::string id, std::vector<ProcessSample> processes) {
     return g;
 }
 
-struct Sent {
-    int32_t pid;
-    int signal;
-    bool operator==(const Sent&) const = default;
-};
+ProcessSample busy(int32_t pid, double cpu, uint32_t uid = 1000) {
+    ProcessSample p = proc(pid, uid, "python3");
+    p.cpu = cpu;
+    return p;
+}
 
-TEST(ProcessQuitTest, PoliteThenForcedOnlyToOwnProcessesAndSaysWhyOthersCannotBeQuit) {
-    std::vector<Sent> sent;
-    std::map<int32_t, int> answers{{303, ESRCH}, {404, EPERM}};
-    ProcessQuit quitter(1000, 4242, [&](int32_t pid, int signal) {
-        sent.push_back({pid, signal});
-        return answers.contains(pid) ? answers[pid] : 0;
-    });
+std::vector<int32_t> pids(const std::vector<ProcessSample>& processes) {
+    std::vector<int32_t> list;
+    for (const auto& p : processes) list.push_back(p.pid);
+    return list;
+}
 
-    // Another user's process, the kernel and Quillmere itself are never signalled.
-    const AppGroup mixed = group("app:/usr/share/applications/editor.desktop",
-                                 {proc(101, 1000), proc(202, 0), proc(4242, 1000), proc(303, 1000), proc(404, 1000)});
-    auto report = quitter.quit(mixed, ProcessQuit::targets(mixed, std::nullopt));
-    EXPECT_EQ(sent, (std::vector<Sent>{{101, SIGTERM}, {303, SIGTERM}, {404, SIGTERM}}));
-    EXPECT_EQ(report.signalled, 1);
-    EXPECT_EQ(report.gone, 1);
-    EXPECT_EQ(report.refused, 3);  // root's, our own, and the kernel's refusal
-    EXPECT_EQ(report.text, "Asked Editor to quit. 3 processes could not be reached.");
-    EXPECT_FALSE(quitter.refusal(mixed, mixed.processes)) << "some of them can be quit";
+TEST(ProcessQuitTest, WhoIsChosenWhoIsAskedAndWhyOthersCannotBeQuit) {
+    const ProcessQuit quitter(1000, 4242);
 
-    sent.clear();
-    report = quitter.forceQuit(mixed, ProcessQuit::targets(mixed, 101));
-    EXPECT_EQ(sent, (std::vector<Sent>{{101, SIGKILL}}));
-    EXPECT_EQ(report.text, "Force quit Editor.");
+    // Namesakes: asked first, busiest first, only the busiest of ours chosen.
+    const AppGroup namesakes =
+        group("proc:python3", {busy(10, 5), busy(11, 90, 0), busy(12, 40), busy(13, 40), busy(4242, 1)});
+    QuitPlan plan = quitter.plan(namesakes, std::nullopt, false);
+    EXPECT_TRUE(plan.ask);
+    EXPECT_EQ(pids(plan.listed), (std::vector<int32_t>{11, 12, 13, 10, 4242}));
+    EXPECT_EQ(plan.choosable, (std::vector<bool>{false, true, true, true, false}));
+    EXPECT_EQ(plan.chosen, (std::vector<bool>{false, true, false, false, false}));
+    // Force Quit on them asks the same way.
+    EXPECT_EQ(quitter.plan(namesakes, std::nullopt, true).chosen, plan.chosen);
 
-    // Nothing of ours: the refusal is the reason, and nothing is sent.
-    sent.clear();
+    // One of them selected: that one alone, at once; Force Quit still asks.
+    plan = quitter.plan(namesakes, 13, false);
+    EXPECT_FALSE(plan.ask);
+    EXPECT_EQ(pids(plan.listed), std::vector<int32_t>{13});
+    EXPECT_TRUE(quitter.plan(namesakes, 13, true).ask);
+    EXPECT_TRUE(quitter.plan(namesakes, 999, false).listed.empty());  // it left the group
+
+    // An app quits whole at once, as its own Quit would: every one of ours chosen.
+    const AppGroup app =
+        group("app:/usr/share/applications/editor.desktop", {busy(20, 1), busy(21, 9, 0), busy(22, 3)});
+    plan = quitter.plan(app, std::nullopt, false);
+    EXPECT_FALSE(plan.ask);
+    EXPECT_EQ(plan.chosen, (std::vector<bool>{false, true, true}));
+    EXPECT_TRUE(quitter.plan(app, std::nullopt, true).ask);
+    // A name group of one is a single process.
+    EXPECT_FALSE(quitter.plan(group("proc:yes", {busy(30, 99)}), std::nullopt, false).ask);
+
+    // Nothing of ours: the refusal is the reason.
     const AppGroup root = group("proc:sshd", {proc(500, 0), proc(501, 0)});
     EXPECT_EQ(quitter.refusal(root, root.processes), std::string(quitText::otherUser));
-    EXPECT_EQ(quitter.forceQuit(root, root.processes).text, quitText::otherUser);
-    EXPECT_TRUE(sent.empty());
-
     const AppGroup kernel = group("proc:kernel", {proc(2, 0, "kthreadd")});
     EXPECT_EQ(quitter.refusal(kernel, kernel.processes), std::string(quitText::kernel));
     const AppGroup self = group("proc:quillmere-app", {proc(4242, 1000)});
     EXPECT_EQ(quitter.refusal(self, self.processes), std::string(quitText::itself));
-
-    // A process that left the group, or a group already gone.
-    EXPECT_TRUE(ProcessQuit::targets(mixed, 999).empty());
-    EXPECT_EQ(quitter.refusal(mixed, {}), std::string(quitText::vanished));
-    const AppGroup gone = group("proc:gone", {proc(303, 1000)});
-    EXPECT_EQ(quitter.quit(gone, gone.processes).text, quitText::vanished);
+    EXPECT_EQ(quitter.refusal(app, {}), std::string(quitText::vanished));
+    EXPECT_FALSE(quitter.refusal(app, app.processes)) << "some of them can be quit";
 
     // Root may quit anyone's processes (but still not the kernel's).
-    ProcessQuit asRoot(0, 1, [&](int32_t, int) { return 0; });
+    const ProcessQuit asRoot(0, 1);
     EXPECT_FALSE(asRoot.refusal(root, root.processes));
     EXPECT_TRUE(asRoot.refusal(kernel, kernel.processes));
+
+    EXPECT_EQ(quitText::forceQuestion("python3", 3), "Force quit which of the 3 python3 processes?");
+    EXPECT_EQ(quitText::forceQuestion("Editor", 1), "Force quit Editor?");
 }
 
 }  // namespace

@@ -104,7 +104,6 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
 
     panel_ = new ExplainPanel(this);
     panel_->setLibrary(&ProcessLibrary::shared());
-    panel_->currentGroup = [this](const std::string& id) { return this->context().monitor->group(id); };
     auto* scroll = new QScrollArea(this);
     scroll->setAccessibleName("Explanation");
     scroll->setWidget(panel_);

@@ -3,10 +3,12 @@
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPushButton>
+#include <QThreadPool>
 #include <QVBoxLayout>
+#include <algorithm>
 
+#include "app/sections/ProcessChoiceDialog.h"
 #include "app/sections/SectionStyle.h"
 #include "core/FileRead.h"
 #include "knowledge/ProcessLibrary.h"
@@ -32,7 +34,10 @@ constexpr size_t listedProcesses = 12;
 
 }  // namespace
 
-ExplainPanel::ExplainPanel(QWidget* parent) : QWidget(parent), quitter_(ProcessQuit::system()) {
+ExplainPanel::ExplainPanel(QWidget* parent)
+    : QWidget(parent),
+      quitter_(ProcessQuit::forThisProcess()),
+      actions_(std::make_shared<const ProcessActions>(ProcessActions::system())) {
     setObjectName("explainPanel");
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(12, 8, 12, 8);
@@ -73,21 +78,13 @@ ExplainPanel::ExplainPanel(QWidget* parent) : QWidget(parent), quitter_(ProcessQ
     layout->addWidget(status_);
     layout->addStretch(1);
 
-    confirmForceQuit = [this](const QString& name) {
-        QMessageBox box(QMessageBox::Warning, QString::fromUtf8(quitText::confirmTitle),
-                        QString("Force quit %1?").arg(name), QMessageBox::Cancel, this);
-        box.setInformativeText(shown(quitText::confirmWarning));
-        QPushButton* force = box.addButton(QString::fromUtf8(quitText::confirmButton), QMessageBox::DestructiveRole);
-        box.setDefaultButton(QMessageBox::Cancel);
-        box.exec();
-        return box.clickedButton() == force;
-    };
     showRow(std::nullopt, std::nullopt);
 }
 
 void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<int32_t> pid) {
     const bool sameRow = group && group_ && group->id == group_->id && pid == pid_;
-    if (!sameRow) {
+    // A row that went away after a quit leaves its report in view: it says what ended.
+    if (!sameRow && group) {
         status_->clear();
         status_->hide();
         commandLines_.clear();
@@ -105,6 +102,7 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
         showTextIfAny(refusal_, {});
         quitButton_->hide();
         forceButton_->hide();
+        quittable_ = false;
         badgePath_.clear();
         return;
     }
@@ -157,8 +155,8 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
     showTextIfAny(refusal_, refusal ? shown(*refusal) : QString());
     quitButton_->show();
     forceButton_->show();
-    quitButton_->setEnabled(!refusal);
-    forceButton_->setEnabled(!refusal);
+    quittable_ = !refusal;
+    updateButtons();
 
     std::string path;
     for (const ProcessSample& p : targets)
@@ -201,35 +199,87 @@ QString ExplainPanel::commandLine(int32_t pid) {
     return text;
 }
 
-void ExplainPanel::quit() {
-    if (!group_) return;
-    const auto report = quitter_.quit(*group_, ProcessQuit::targets(*group_, pid_));
-    showTextIfAny(status_, shown(report.text));
+void ExplainPanel::updateButtons() {
+    quitButton_->setEnabled(quittable_ && !working_);
+    forceButton_->setEnabled(quittable_ && !working_);
 }
 
-void ExplainPanel::forceQuit() {
-    if (!group_) return;
-    const AppGroup asked = *group_;
-    const std::optional<int32_t> pid = pid_;
-    // The polite request goes first; many apps are gone before the dialog is read.
-    quitter_.quit(asked, ProcessQuit::targets(asked, pid));
-    const QString name =
-        QString::fromStdString(pid ? "pid " + std::to_string(*pid) + " (" + asked.name + ")" : asked.name);
-    if (!confirmForceQuit || !confirmForceQuit(name)) return;
-    // The group may have quit or changed while the dialog was open: only its processes
-    // that are still running (same pid, same name) get the forced signal.
-    std::optional<AppGroup> now = currentGroup ? currentGroup(asked.id) : std::optional<AppGroup>(asked);
-    std::vector<ProcessSample> still;
-    if (now)
-        for (const ProcessSample& before : ProcessQuit::targets(asked, pid))
-            for (const ProcessSample& p : now->processes)
-                if (p.pid == before.pid && p.name == before.name) still.push_back(p);
-    if (still.empty()) {
-        showTextIfAny(status_, shown(quitText::vanished));
+void ExplainPanel::quit() { act(false); }
+void ExplainPanel::forceQuit() { act(true); }
+
+void ExplainPanel::act(bool force) {
+    if (!group_ || working_) return;
+    if (choice_) {
+        choice_->raise();
         return;
     }
-    const auto report = quitter_.forceQuit(*now, still);
-    showTextIfAny(status_, shown(report.text));
+    // The targets are fixed now, from what the user sees: (pid, start time) each.
+    const QuitPlan plan = quitter_.plan(*group_, pid_, force);
+    if (std::find(plan.choosable.begin(), plan.choosable.end(), true) == plan.choosable.end()) {
+        showTextIfAny(status_, shown(quitter_.refusal(*group_, plan.listed).value_or(quitText::vanished)));
+        return;
+    }
+    if (!plan.ask) {
+        // Every listed process goes to the actions, which leave other users' alone and
+        // say so in the report.
+        std::vector<ProcessRef> targets;
+        for (const ProcessSample& p : plan.listed) targets.push_back(refOf(p));
+        carryOut(force, std::move(targets));
+        return;
+    }
+    std::vector<ProcessChoiceDialog::Line> lines;
+    for (size_t i = 0; i < plan.listed.size(); ++i) {
+        const ProcessSample& p = plan.listed[i];
+        QString text = QString("%1 \u00b7 PID %2").arg(QString::fromStdString(p.name)).arg(p.pid);
+        QString command = commandLine(p.pid);
+        if (command.size() > 60) command = command.left(59) + "\u2026";
+        if (!command.isEmpty()) text += " \u00b7 " + command;
+        if (!plan.choosable[i]) text += QString(" (%1)").arg(QString::fromUtf8(quitText::notChoosable));
+        lines.push_back({text, plan.choosable[i], plan.chosen[i]});
+    }
+    ProcessChoiceDialog::Texts texts;
+    if (force) {
+        texts = {shown(quitText::confirmTitle), shown(quitText::forceQuestion(group_->name, plan.listed.size())),
+                 shown(quitText::confirmWarning), QString::fromUtf8(quitText::confirmButton), true};
+    } else {
+        texts = {QString::fromStdString(std::string(quitText::quit) + " " + group_->name),
+                 shown(quitText::quitQuestion(group_->name, plan.listed.size())), QString(),
+                 QString::fromUtf8(quitText::quit), false};
+    }
+    auto* dialog = new ProcessChoiceDialog(texts, lines, this);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    choice_ = dialog;
+    connect(dialog, &QDialog::accepted, this, [this, dialog, plan, force] {
+        std::vector<ProcessRef> targets;
+        for (size_t i : dialog->chosen()) targets.push_back(refOf(plan.listed[i]));
+        carryOut(force, std::move(targets));
+    });
+    dialog->open();
+}
+
+void ExplainPanel::carryOut(bool force, std::vector<ProcessRef> targets) {
+    working_ = true;
+    updateButtons();
+    showTextIfAny(status_, QString::fromStdString(quitText::working(force, targets.size())));
+    QPointer<ExplainPanel> self(this);
+    std::shared_ptr<const ProcessActions> actions = actions_;
+    // A quit waits a few seconds for the processes to end: never on this thread.
+    QThreadPool::globalInstance()->start([self, actions, force, targets = std::move(targets)] {
+        const ActionReport report = force ? actions->forceQuit(targets) : actions->quit(targets);
+        std::string text = report.text();
+        if (!force && report.stillRunning > 0) text += " Force Quit ends what is still running.";
+        QCoreApplication* app = QCoreApplication::instance();
+        if (!app) return;  // the program is shutting down
+        QMetaObject::invokeMethod(
+            app,
+            [self, text] {
+            if (!self) return;
+            self->working_ = false;
+            self->updateButtons();
+            showTextIfAny(self->status_, shown(text));
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 QString ExplainPanel::titleText() const { return title_->text(); }

@@ -5,12 +5,15 @@
 
 #include <QPointer>
 #include <QWidget>
-#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "app/sections/ProcessChoiceDialog.h"
 #include "core/Snapshot.h"
+#include "processes/ProcessActions.h"
 #include "shell/ProcessQuit.h"
 
 class QLabel;
@@ -31,12 +34,10 @@ public:
     // refresh: texts that did not change are left alone.
     void showRow(const std::optional<AppGroup>& group, std::optional<int32_t> pid);
 
-    // The current group's latest state, looked up again after the confirmation.
-    std::function<std::optional<AppGroup>(const std::string& id)> currentGroup;
-    // Asks the user to confirm a force quit; the default shows a dialog.
-    std::function<bool(const QString& name)> confirmForceQuit;
     void setLibrary(const ProcessLibrary* library) { library_ = library; }
-    void setQuitter(ProcessQuit quitter) { quitter_ = std::move(quitter); }
+    // Who "this user" is, and what sends the signals (tests pass their own).
+    void setQuitter(ProcessQuit quitter) { quitter_ = quitter; }
+    void setActions(std::shared_ptr<const ProcessActions> actions) { actions_ = std::move(actions); }
 
     // For tests: the panel's texts.
     QString titleText() const;
@@ -44,17 +45,30 @@ public:
     QString statusText() const;
     QString badgeText() const;
     bool quitEnabled() const;
+    // The open confirmation, if any; true while a quit is being carried out.
+    ProcessChoiceDialog* choice() const { return choice_; }
+    bool working() const { return working_; }
 
 public slots:
+    // A single process or an app quits at once; namesakes are asked about first.
     void quit();
+    // Always asks first; nothing is sent unless the user presses "Force Quit".
     void forceQuit();
 
 private:
+    void act(bool force);
+    // Sends on a pool thread and shows the report when it is back.
+    void carryOut(bool force, std::vector<ProcessRef> targets);
+    void updateButtons();
     void setBadge(const std::string& path);
     QString commandLine(int32_t pid);
 
     const ProcessLibrary* library_ = nullptr;
     ProcessQuit quitter_;
+    std::shared_ptr<const ProcessActions> actions_;
+    QPointer<ProcessChoiceDialog> choice_;
+    bool working_ = false;
+    bool quittable_ = false;
     std::optional<AppGroup> group_;
     std::optional<int32_t> pid_;
     std::string badgePath_;

@@ -7,17 +7,19 @@
 
 namespace qm {
 
-int askGroupToQuit(const AppGroup& group) {
-    if (!group.bundleID || group.bundleID->empty()) return 0;
+std::string askGroupToQuit(const AppGroup& group) {
+    const std::string nothing = group.name + " has no application identity, so it was left alone.";
+    if (!group.bundleID || group.bundleID->empty()) return nothing;
     int asked = 0;
     @autoreleasepool {
         NSString* identifier = [NSString stringWithUTF8String:group.bundleID->c_str()];
-        if (!identifier) return 0;
+        if (!identifier) return nothing;
         for (NSRunningApplication* app in [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {
             if ([app terminate]) ++asked;
         }
     }
-    return asked;
+    if (asked == 0) return "Quillmere could not ask " + group.name + " to quit.";
+    return "Asked " + group.name + " to quit.";
 }
 
 }  // namespace qm

@@ -18,6 +18,7 @@
 #include "processes/ProcessReader.h"
 #include "processes/RunCommand.h"
 #include "processes/Sources.h"
+#include "processes/linux/BootTime.h"
 #include "processes/linux/ProcStat.h"
 #include "processes/linux/SocketHelperTransport.h"
 
@@ -47,16 +48,10 @@ long readAt(int dirFd, const char* path, char* buffer, size_t size) {
 }  // namespace
 
 LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)), ownUID_(::getuid()) {
-    long hz = ::sysconf(_SC_CLK_TCK);
-    nanosPerTick_ = 1e9 / static_cast<double>(hz > 0 ? hz : 100);
+    nanosPerTick_ = nanosPerClockTick();
     long page = ::sysconf(_SC_PAGESIZE);
     pageSize_ = page > 0 ? static_cast<uint64_t>(page) : 4096;
-    if (auto stat = readFile(root_ + "/proc/stat")) {
-        for (auto line : splitLines(*stat)) {
-            auto fields = splitFields(line);
-            if (fields.size() == 2 && fields[0] == "btime") bootTime_ = parseUInt(fields[1]).value_or(0);
-        }
-    }
+    bootTime_ = bootTime(root_);
     procFd_ = ::open((root_ + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     // Room for one schedstat handle per process, leaving the rest of the process's
     // descriptors to everyone else; processes beyond it open the file each tick.
@@ -134,8 +129,7 @@ bool LinuxProcessSource::readStat(const char* pidName, Process& process, bool& i
         process = Process{};
         process.schedFd = schedFd;
         process.startTicks = st->startTime;
-        process.startTime =
-            bootTime_ * 1'000'000 + static_cast<uint64_t>(static_cast<double>(st->startTime) * nanosPerTick_ / 1000);
+        process.startTime = startMicros(bootTime_, st->startTime, nanosPerTick_);
         process.ppid = st->ppid;
         process.comm = std::move(st->comm);
         process.kernelThread = (st->flags & kernelThreadFlag) != 0;
