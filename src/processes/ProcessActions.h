@@ -53,13 +53,13 @@ std::unique_ptr<ProcessPort> makeProcessPort();
 
 // What one action did, counted per target.
 struct ActionReport {
-    int ended = 0;        // signalled and gone by the end of the wait
+    int ended = 0;         // signalled and gone by the end of the wait
     int stillRunning = 0;  // a polite quit they have not obeyed (yet)
-    int signalled = 0;    // a signal that ends nothing (stop, continue) reached them
-    int gone = 0;         // had already ended, or the pid now names another process
-    int notOwn = 0;       // another user's: left alone
-    int refused = 0;      // the kernel, init or Quillmere itself, or the system said no
-    std::string refusal;  // the system's reason for the first refusal, when there was one
+    int signalled = 0;     // a signal that ends nothing (stop, continue) reached them
+    int gone = 0;          // had already ended, or the pid now names another process
+    int notOwn = 0;        // another user's: left alone
+    int refused = 0;       // the kernel, init or Quillmere itself, or the system said no
+    std::string refusal;   // the system's reason for the first refusal, when there was one
 
     int total() const { return ended + stillRunning + signalled + gone + notOwn + refused; }
     // "Ended 1 process; 2 were already gone; 1 belongs to another user and was left alone."

@@ -183,8 +183,8 @@ TEST(ExplainPanelTest, QuitAsksAboutNamesakesAndOtherwiseQuitsAtOnceOnlyWhatWasC
     auto finished = [&] { return test::waitFor([&] { return !panel.working(); }); };
 
     // A name group of three: asked first, and only the busiest is chosen.
-    const AppGroup pythons =
-        test::group("proc:python3", "python3", ProcessKind::background, {running(11, 5), running(12, 80), running(13, 1)});
+    const AppGroup pythons = test::group("proc:python3", "python3", ProcessKind::background,
+                                         {running(11, 5), running(12, 80), running(13, 1)});
     panel.showRow(pythons, std::nullopt);
     panel.quit();
     ASSERT_TRUE(panel.choice());
@@ -227,8 +227,8 @@ TEST(ExplainPanelTest, QuitAsksAboutNamesakesAndOtherwiseQuitsAtOnceOnlyWhatWasC
     EXPECT_EQ(panel.statusText(), "Ended 1 process; 1 belongs to another user and was left alone.");
 
     // Nothing of ours: the panel says why, and nothing can be sent.
-    const AppGroup journald = test::group("proc:systemd-journald", "systemd-journald", ProcessKind::system,
-                                          {running(40, 0.5, 0)});
+    const AppGroup journald =
+        test::group("proc:systemd-journald", "systemd-journald", ProcessKind::system, {running(40, 0.5, 0)});
     panel.showRow(journald, std::nullopt);
     EXPECT_FALSE(panel.quitEnabled());
     EXPECT_TRUE(panel.bodyText().contains("Runs as another user, so Quillmere cannot quit it."));

@@ -17,8 +17,8 @@ namespace {
 struct FakeProcess {
     uint64_t startTime = 0;
     uint32_t uid = 1000;
-    int sendError = 0;   // what the kernel answers a signal
-    bool obeys = true;   // ends on SIGTERM
+    int sendError = 0;  // what the kernel answers a signal
+    bool obeys = true;  // ends on SIGTERM
     std::vector<int> received;
 };
 
@@ -73,7 +73,7 @@ TEST(ProcessActionsTest, OnlyTheChosenLifetimesOfThisUserAreSignalled) {
     port->table[100] = running(7000);
     port->table[101] = running(7100, 1000, 0, false);  // ignores SIGTERM
     port->table[102] = running(9999);                  // the pid went to a newer process
-    port->table[103] = running(7300, 0);        // became root's (setuid) since it was chosen
+    port->table[103] = running(7300, 0);               // became root's (setuid) since it was chosen
     port->table[104] = running(7400, 1000, EPERM);
     port->table[105] = running(7500, 1000, ESRCH);  // ended between the check and the signal
     port->table[106] = running(7600, 1001);
@@ -83,11 +83,11 @@ TEST(ProcessActionsTest, OnlyTheChosenLifetimesOfThisUserAreSignalled) {
 
     const std::vector<ProcessRef> chosen{
         {100, 7000, 1000}, {100, 7000, 1000},  // listed twice: signalled once
-        {101, 7100, 1000}, {102, 7200, 1000}, {103, 7300, 1000}, {104, 7400, 1000}, {105, 7500, 1000},
-        {106, 7600, 1001},                     // another user's
-        {107, 7700, 1000},                     // gone
-        {108, 0, 1000},                        // start unknown: cannot be told from a newcomer
-        {1, 1, 1000},   {500, 5000, 1000},     // init, and Quillmere itself
+        {101, 7100, 1000}, {102, 7200, 1000}, {103, 7300, 1000},
+        {104, 7400, 1000}, {105, 7500, 1000}, {106, 7600, 1001},  // another user's
+        {107, 7700, 1000},                                        // gone
+        {108, 0, 1000},                                           // start unknown: cannot be told from a newcomer
+        {1, 1, 1000},      {500, 5000, 1000},                     // init, and Quillmere itself
     };
     port->table[108] = running(0);
     ActionReport report = actions.quit(chosen);
@@ -96,8 +96,8 @@ TEST(ProcessActionsTest, OnlyTheChosenLifetimesOfThisUserAreSignalled) {
     for (int32_t pid : {102, 103, 106, 108, 1, 500}) EXPECT_TRUE(port->table[pid].received.empty()) << pid;
     EXPECT_EQ(report.ended, 1);
     EXPECT_EQ(report.stillRunning, 1);
-    EXPECT_EQ(report.gone, 4);    // 102, 105, 107, 108
-    EXPECT_EQ(report.notOwn, 2);  // 103, 106
+    EXPECT_EQ(report.gone, 4);     // 102, 105, 107, 108
+    EXPECT_EQ(report.notOwn, 2);   // 103, 106
     EXPECT_EQ(report.refused, 3);  // 104, init, itself
     EXPECT_EQ(report.total(), 11);
     EXPECT_EQ(report.text(),

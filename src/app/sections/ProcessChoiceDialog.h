@@ -18,10 +18,10 @@ class ProcessChoiceDialog : public QDialog {
     Q_OBJECT
 public:
     struct Texts {
-        QString heading;   // shown in the dialog, not only as its window title
+        QString heading;  // shown in the dialog, not only as its window title
         QString question;
-        QString warning;   // may be empty
-        QString confirm;   // the button that acts
+        QString warning;  // may be empty
+        QString confirm;  // the button that acts
         bool destructive = false;
     };
     struct Line {
