@@ -3,15 +3,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-
-#include "core/FileRead.h"
-#include "core/Paths.h"
-#ifdef __linux__
-#include "processes/linux/ProcStat.h"
-#endif
 
 namespace qm::cli::live {
 
@@ -31,66 +26,59 @@ int signalFor(Action action) {
     return 0;
 }
 
-class SystemActions : public ProcessActions {
-public:
-    std::optional<uint64_t> identity(int32_t pid) override {
-#ifdef __linux__
-        if (pid <= 0) return std::nullopt;
-        auto text = readFile(systemRoot() + "/proc/" + std::to_string(pid) + "/stat", 4096);
-        if (!text) return std::nullopt;
-        auto stat = parseProcStat(*text);
-        if (!stat) return std::nullopt;
-        return stat->startTime;
-#else
-        (void)pid;
-        return std::nullopt;
-#endif
-    }
+void add(ActionTally& tally, const ActionReport& report) {
+    tally.done += report.signalled + report.ended + report.stillRunning;
+    tally.gone += report.gone;
+    tally.notOwn += report.notOwn;
+    if (report.refused > 0 && tally.refused == 0) tally.refusal = report.refusal;
+    tally.refused += report.refused;
+}
 
-    std::string carryOut(const Confirmation& c, const std::vector<std::optional<uint64_t>>& identities) override {
-        ActionTally tally;
-        const int signal = signalFor(c.action);
-        for (size_t i = 0; i < c.targets.size(); ++i) {
-            if (!c.chosen[i]) continue;
-            const Target& t = c.targets[i];
-            if (!t.own || t.pid == ::getpid()) {
-                ++tally.notOwn;
-                continue;
-            }
-            // Checked again just before the signal: a pid that now names another
-            // process (or none) is left alone.
-            if (i >= identities.size() || !identities[i] || identity(t.pid) != identities[i]) {
-                ++tally.gone;
-                continue;
-            }
-            int result = 0;
-            if (signal != 0) {
-                result = ::kill(t.pid, signal);
-            } else {
-                errno = 0;
-                const int now = ::getpriority(PRIO_PROCESS, static_cast<id_t>(t.pid));
-                if (now == -1 && errno != 0) {
-                    result = -1;
-                } else {
-                    const int next = c.action == Action::lowerPriority ? std::min(now + 1, 19) : std::max(now - 1, -20);
-                    result = ::setpriority(PRIO_PROCESS, static_cast<id_t>(t.pid), next);
-                }
-            }
-            if (result == 0) {
-                ++tally.done;
-            } else if (errno == ESRCH) {
-                ++tally.gone;
-            } else {
-                if (tally.refused++ == 0) tally.refusal = std::strerror(errno);
-            }
-        }
-        return actionReport(c.action, tally);
+// One step of nice value, through the process the target still names.
+void changePriority(const ProcessActions& actions, const ProcessRef& target, bool lower, ActionTally& tally) {
+    ActionReport skipped;
+    if (!actions.claim(target, skipped)) {
+        add(tally, skipped);
+        return;
     }
-};
+    errno = 0;
+    const int now = ::getpriority(PRIO_PROCESS, static_cast<id_t>(target.pid));
+    int result = -1;
+    if (now != -1 || errno == 0)
+        result = ::setpriority(PRIO_PROCESS, static_cast<id_t>(target.pid), lower ? std::min(now + 1, 19) : std::max(now - 1, -20));
+    if (result == 0) {
+        ++tally.done;
+    } else if (errno == ESRCH) {
+        ++tally.gone;
+    } else if (tally.refused++ == 0) {
+        tally.refusal = std::strerror(errno);
+    }
+}
 
 }  // namespace
 
-std::unique_ptr<ProcessActions> systemActions() { return std::make_unique<SystemActions>(); }
+std::string carryOutConfirmation(const ProcessActions& actions, const Confirmation& c) {
+    ActionTally tally;
+    std::vector<ProcessRef> targets;
+    for (size_t i = 0; i < c.targets.size() && i < c.chosen.size(); ++i) {
+        if (!c.chosen[i]) continue;
+        const Target& t = c.targets[i];
+        // Another user's, or one whose figures were estimated: never chosen, never sent.
+        if (!t.own) {
+            ++tally.notOwn;
+            continue;
+        }
+        targets.push_back({t.pid, t.startTime, t.uid});
+    }
+    const int signal = signalFor(c.action);
+    if (signal != 0) {
+        add(tally, actions.signal(targets, signal));
+    } else {
+        for (const ProcessRef& target : targets)
+            changePriority(actions, target, c.action == Action::lowerPriority, tally);
+    }
+    return actionReport(c.action, tally);
+}
 
 std::string actionReport(Action action, const ActionTally& t) {
     std::string text;

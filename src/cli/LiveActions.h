@@ -1,33 +1,20 @@
 // Carrying out what the user confirmed in the terminal view: a quit, a forced quit,
 // stop, continue or a priority change, sent only to the chosen processes that are
 // still the ones the user saw (same start time, same owner) and are theirs, with one
-// line saying what happened. The sending is behind this seam so the view is tested
-// without signalling anything.
+// line saying what happened. The checking and sending are ProcessActions', the same
+// as the desktop app's and the notifications'.
 #pragma once
 
-#include <cstdint>
-#include <memory>
-#include <optional>
 #include <string>
 
 #include "cli/LiveState.h"
+#include "processes/ProcessActions.h"
 
 namespace qm::cli::live {
 
-class ProcessActions {
-public:
-    virtual ~ProcessActions() = default;
-    // The identity of a running process to check before each signal (its start time);
-    // absent when it is not running.
-    virtual std::optional<uint64_t> identity(int32_t pid) = 0;
-    // Carries out the confirmation's chosen targets; `identities` are what identity()
-    // said when the user chose, in the order of the targets.
-    virtual std::string carryOut(const Confirmation& confirmation,
-                                 const std::vector<std::optional<uint64_t>>& identities) = 0;
-};
-
-// The real signals and priorities of this machine, for this user.
-std::unique_ptr<ProcessActions> systemActions();
+// Carries out the confirmation's chosen targets through `actions`, without waiting
+// for anything to end (the view never blocks), and says what happened in one line.
+std::string carryOutConfirmation(const ProcessActions& actions, const Confirmation& confirmation);
 
 // "Asked 1 process to quit.", with what was skipped and why.
 struct ActionTally {

@@ -216,8 +216,7 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
     Moment moment;
     HistoryReader history;
     Geometry geometry;
-    auto actions = systemActions();
-    std::vector<std::optional<uint64_t>> identities;
+    const ProcessActions actions = ProcessActions::system();
     const auto ownUID = static_cast<uint32_t>(::getuid());
     const ProcessLibrary& library = ProcessLibrary::shared();
     view.setMouse(state.mouse);
@@ -269,7 +268,7 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
     };
     auto carryOut = [&] {
         if (!state.confirmation) return;
-        state.message = actions->carryOut(*state.confirmation, identities);
+        state.message = carryOutConfirmation(actions, *state.confirmation);
         state.confirmation.reset();
     };
 
@@ -321,8 +320,6 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
                     break;
                 case Request::act: carryOut(); break;
                 case Request::prepareAction: {
-                    identities.clear();
-                    for (const Target& t : state.confirmation->targets) identities.push_back(actions->identity(t.pid));
                     // Stop, continue and priority on one process of the user's own need
                     // no question; a quit always asks.
                     const Confirmation& c = *state.confirmation;

@@ -224,6 +224,7 @@ Confirmation confirmationFor(Action action, const Row& row, const std::vector<Ap
         if (processRow && row.pid && p.pid != *row.pid) continue;
         Target t;
         t.pid = p.pid;
+        t.startTime = p.startTime;
         t.uid = p.uid;
         t.name = p.name;
         t.command = commandLine ? commandLine(p.pid) : std::string();

@@ -64,6 +64,7 @@ enum class Action { quit, forceQuit, stop, resume, lowerPriority, raisePriority 
 // One process an action is aimed at, as the user saw it when choosing.
 struct Target {
     int32_t pid = 0;
+    uint64_t startTime = 0;  // with the pid, the process lifetime the user saw
     uint32_t uid = 0;
     std::string name;
     std::string command;

@@ -312,9 +312,11 @@ TEST(LiveStateTest, AQuitAimsAtWhatWasChosenAndNeverAtANamesakeUnasked) {
     ASSERT_EQ(sleeps.id, "proc:sleep");
 
     // Namesakes: all listed, only the user's busiest chosen; another user's never.
+    s.groups[0].processes[1].startTime = 1'700'000'000'000'201;
     Confirmation c = confirmationFor(Action::quit, sleeps, s.groups, 1000, nullptr);
     ASSERT_EQ(c.targets.size(), 3u);
     EXPECT_EQ(c.targets[0].pid, 202);
+    EXPECT_EQ(c.targets[1].startTime, 1'700'000'000'000'201u);  // the lifetime shown, checked before sending
     EXPECT_FALSE(c.targets[0].own);
     EXPECT_EQ(c.chosen, (std::vector<bool>{false, true, false}));
     // An app's group ends whole; a process row is that process alone.
