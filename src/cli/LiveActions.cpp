@@ -45,7 +45,8 @@ void changePriority(const ProcessActions& actions, const ProcessRef& target, boo
     const int now = ::getpriority(PRIO_PROCESS, static_cast<id_t>(target.pid));
     int result = -1;
     if (now != -1 || errno == 0)
-        result = ::setpriority(PRIO_PROCESS, static_cast<id_t>(target.pid), lower ? std::min(now + 1, 19) : std::max(now - 1, -20));
+        result = ::setpriority(PRIO_PROCESS, static_cast<id_t>(target.pid),
+                               lower ? std::min(now + 1, 19) : std::max(now - 1, -20));
     if (result == 0) {
         ++tally.done;
     } else if (errno == ESRCH) {
