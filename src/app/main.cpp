@@ -101,6 +101,8 @@ int main(int argc, char** argv) {
     }
     qm::UIState ui;
     qm::Monitor monitor(mainQueue, std::make_unique<qm::Sampler>(std::move(deps)), &history);
+    // Another process records: its events reach this one's views through the history.
+    monitor.followHistoryEvents(!lock.acquired());
 
     qm::app::AppContext context;
     context.monitor = &monitor;

@@ -48,12 +48,7 @@ void Monitor::start() {
     sampler_->start();
     if (!history_) return;
 
-    const Date now = Clock::system().now();
-    history_->events(now - kDay, now, [this, alive](std::vector<TimelineEvent> events) {
-        main_.post([this, alive, events = std::move(events)] {
-            if (alive.lock() && *alive.lock()) mergeHistoryEvents(events);
-        });
-    });
+    readHistoryEvents();
     history_->lastUnplugged([this, alive](std::optional<Date> date) {
         main_.post([this, alive, date] {
             if (!(alive.lock() && *alive.lock()) || !date) return;
@@ -67,13 +62,31 @@ void Monitor::start() {
     });
 }
 
+void Monitor::readHistoryEvents() {
+    if (!history_ || historyEventsPending_) return;
+    historyEventsPending_ = true;
+    std::weak_ptr<bool> alive = alive_;
+    const Date now = Clock::system().now();
+    history_->events(now - kDay, now, [this, alive](std::vector<TimelineEvent> events) {
+        main_.post([this, alive, events = std::move(events)] {
+            if (!(alive.lock() && *alive.lock())) return;
+            historyEventsPending_ = false;
+            mergeHistoryEvents(events);
+        });
+    });
+}
+
 void Monitor::mergeHistoryEvents(const std::vector<TimelineEvent>& events) {
+    bool added = false;
     for (const auto& event : events) {
         const bool held = std::any_of(recentEvents_.begin(), recentEvents_.end(), [&](const TimelineEvent& e) {
             return (e.id != 0 && e.id == event.id) || e == event;
         });
-        if (!held) recentEvents_.push_back(event);
+        if (held) continue;
+        recentEvents_.push_back(event);
+        added = true;
     }
+    if (!added) return;
     std::stable_sort(recentEvents_.begin(), recentEvents_.end(), newestFirst);
     if (recentEvents_.size() > maxRecentEvents) recentEvents_.resize(maxRecentEvents);
     notify();
@@ -134,6 +147,7 @@ void Monitor::apply(const Snapshot& s) {
 
     updateBatterySession(previous, s);
     notify();
+    if (followHistoryEvents_ && !demand_.empty()) readHistoryEvents();
 }
 
 void Monitor::updateBatterySession(const Snapshot& previous, const Snapshot& s) {

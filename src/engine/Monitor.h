@@ -34,6 +34,11 @@ public:
     // Installs the sampler's callbacks, starts it, and loads the last day's events and
     // the last unplug time from the history.
     void start();
+    // A program that does not record (another one holds the history) learns of events
+    // from the history the recorder writes: while a window or the quick look shows,
+    // every snapshot also reads the last day's events, so a new one appears within one
+    // refresh.
+    void followHistoryEvents(bool follow) { followHistoryEvents_ = follow; }
 
     // Folds one snapshot in (main queue). Public so tests can drive it directly.
     void apply(const Snapshot& snapshot);
@@ -82,11 +87,14 @@ public:
 private:
     void notify();
     void mergeHistoryEvents(const std::vector<TimelineEvent>& events);
+    void readHistoryEvents();
     void updateBatterySession(const Snapshot& previous, const Snapshot& current);
 
     SerialQueue& main_;
     std::unique_ptr<Sampler> sampler_;
     HistoryStore* history_;
+    bool followHistoryEvents_ = false;
+    bool historyEventsPending_ = false;  // one read at a time
     // Callbacks hop to the main queue holding this flag, not the monitor itself.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 

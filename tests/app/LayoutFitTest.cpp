@@ -29,8 +29,15 @@ Snapshot busyMachine() {
     s.cpu.system = 17;
     s.cpu.perCore.assign(16, 87);
     s.cpu.load = {12.5, 9.25, 7.75};
-    s.memory = {.total = 64 * GB, .app = 41 * GB, .wired = 6 * GB, .compressed = 3 * GB, .cached = 12 * GB,
-                .free = 2 * GB, .swapUsed = 3 * GB, .swapTotal = 8 * GB, .pressure = 55};
+    s.memory = {.total = 64 * GB,
+                .app = 41 * GB,
+                .wired = 6 * GB,
+                .compressed = 3 * GB,
+                .cached = 12 * GB,
+                .free = 2 * GB,
+                .swapUsed = 3 * GB,
+                .swapTotal = 8 * GB,
+                .pressure = 55};
     s.systemPower = 48.5;
     s.network = {.rxRate = 987.6e6, .txRate = 876.5e6, .rxTotal = 123'456'789'012, .txTotal = 98'765'432'109};
     s.disk = {.readRate = 1.9e9, .writeRate = 1.8e9, .totalSpace = 4'000 * GB, .freeSpace = 1'234 * GB};
@@ -40,11 +47,13 @@ Snapshot busyMachine() {
     s.battery.healthPercent = 91;
     s.battery.cycleCount = 412;
     s.thermal.socTemp = 88.5;
-    s.thermal.sensors = {{"Package id 0", 88.5, SensorReading::Group::cpu}, {"Composite", 61, SensorReading::Group::storage}};
-    s.groups = {test::group("app:/usr/share/applications/org.mozilla.firefox.desktop",
-                            "Firefox Web Browser with a rather long name", ProcessKind::app,
-                            {test::process(100, "firefox-esr", 140, 3 * GB), test::process(101, "Isolated Web Co", 35, GB)}),
-                test::group("proc:cc1plus", "cc1plus", ProcessKind::background, {test::process(200, "cc1plus", 99, GB)})};
+    s.thermal.sensors = {{"Package id 0", 88.5, SensorReading::Group::cpu},
+                         {"Composite", 61, SensorReading::Group::storage}};
+    s.groups = {
+        test::group("app:/usr/share/applications/org.mozilla.firefox.desktop",
+                    "Firefox Web Browser with a rather long name", ProcessKind::app,
+                    {test::process(100, "firefox-esr", 140, 3 * GB), test::process(101, "Isolated Web Co", 35, GB)}),
+        test::group("proc:cc1plus", "cc1plus", ProcessKind::background, {test::process(200, "cc1plus", 99, GB)})};
     s.processCount = 3;
     return s;
 }
@@ -56,12 +65,14 @@ std::vector<std::string> cutLabels(QWidget* root) {
     for (QLabel* label : root->findChildren<QLabel*>()) {
         if (!label->isVisibleTo(root) || label->text().isEmpty() || !label->pixmap().isNull()) continue;
         if (!label->toolTip().isEmpty()) continue;
-        const QString text = Qt::mightBeRichText(label->text()) ? [&] {
+        const QString text =
+            Qt::mightBeRichText(label->text())
+                ? [&] {
             QTextDocument document;
             document.setHtml(label->text());
             return document.toPlainText();
-        }()
-                                                                 : label->text();
+            }()
+            : label->text();
         const QFontMetrics metrics(label->font());
         const QRect room = label->contentsRect();
         const bool fits = label->wordWrap() ? label->heightForWidth(room.width()) <= room.height() + 1

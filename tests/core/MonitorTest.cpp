@@ -194,5 +194,39 @@ TEST(MonitorStartTest, LoadsTheLastDayOfEventsAndTheLastUnplugFromHistory) {
     std::filesystem::remove_all(dir);
 }
 
+TEST(MonitorStartTest, AProgramThatDoesNotRecordSeesTheRecordersNewEventsWhileAWindowShows) {
+    const auto dir = std::filesystem::temp_directory_path() / ("qm-follow-" + std::to_string(::getpid()));
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    {
+        ManualQueue main;
+        const std::string path = (dir / "history.sqlite").string();
+        HistoryStore recorder(path, &main);  // another process's, which records
+        HistoryStore ours(path, &main);
+        Monitor monitor(main, quietSampler(), &ours);
+        monitor.followHistoryEvents(true);
+        monitor.start();
+        ours.waitUntilIdle();
+        ASSERT_TRUE(monitor.recentEvents().empty());
+
+        const Date now = Clock::system().now();
+        recorder.write(TimelineEvent{0, now - 5, EventKind::highCPU, 1, "Busy elsewhere", "", {}, {}});
+        recorder.waitUntilIdle();
+        // Nothing on screen: nothing is read.
+        monitor.apply(tick(now));
+        ours.waitUntilIdle();
+        EXPECT_TRUE(monitor.recentEvents().empty());
+        // A window opens: the next snapshot brings the event, once.
+        monitor.insertDemand("quickLook");
+        monitor.apply(tick(now + 2));
+        ours.waitUntilIdle();
+        monitor.apply(tick(now + 4));
+        ours.waitUntilIdle();
+        ASSERT_EQ(monitor.recentEvents().size(), 1u);
+        EXPECT_EQ(monitor.recentEvents()[0].title, "Busy elsewhere");
+    }
+    std::filesystem::remove_all(dir);
+}
+
 }  // namespace
 }  // namespace qm
