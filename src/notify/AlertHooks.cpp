@@ -16,7 +16,7 @@ AlertQuitHook politeQuitHook() {
     std::shared_ptr<SerialQueue> worker = makeThreadQueue("app.quillmere.actions");
     return [worker](const AlertCenter::QuitRequest& request, std::function<void(const std::string&)> told) {
         worker->post([request, told = std::move(told)] {
-            told(quitForAlert(request, ProcessActions::system(), quitGroupPolitely));
+            told(quitForAlert(request, ProcessActions::system(), quitGroupPolitely, quitEndsRecordedProcesses));
         });
     };
 }

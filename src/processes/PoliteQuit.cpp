@@ -18,7 +18,7 @@ std::optional<AppGroup> runningGroup(const std::string& key) {
 std::string quitGroupPolitely(const std::string& key) {
     // Processes read from a copied tree are not this machine's: their pids mean nothing here.
     if (!systemRoot().empty()) {
-        const std::string said = "Nothing was quit: processes are read from " + systemRoot() + ", not this machine.";
+        std::string said = "Nothing was quit: processes are read from " + systemRoot() + ", not this machine.";
         logLine("not quitting " + key + ": processes are read from " + systemRoot() + ", not this machine");
         return said;
     }

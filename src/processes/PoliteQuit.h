@@ -20,6 +20,11 @@ std::optional<AppGroup> runningGroup(const std::string& key);
 // Asks the group to quit (defined per platform) and says what happened.
 std::string askGroupToQuit(const AppGroup& group);
 
+// Whether Quit App may end the processes an event recorded when they are not an app's
+// (Linux, where most programs have no application identity); macOS asks applications
+// only and leaves anything else alone.
+extern const bool quitEndsRecordedProcesses;
+
 // runningGroup, then askGroupToQuit; the sentence saying what happened (also logged
 // when nothing could be asked).
 std::string quitGroupPolitely(const std::string& key);

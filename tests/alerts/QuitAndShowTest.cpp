@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "PrivateBus.h"
+#include "notify/AlertQuit.h"
 #include "notify/DesktopAppLauncher.h"
 #include "processes/PoliteQuit.h"
 #include "processes/Sources.h"
@@ -71,6 +72,44 @@ TEST(PoliteQuitTest, AsksTheUsersOwnRealChildToQuitWithSIGTERMAndSaysSo) {
     EXPECT_EQ(endingSignal(other, 0.05), -1);
     ::kill(other, SIGKILL);
     ::waitpid(other, nullptr, 0);
+}
+
+// Nothing runs here; counts how often a pid is looked up.
+struct EmptyPort : ProcessPort {
+    int opened = 0;
+    std::unique_ptr<ProcessHandle> open(int32_t) override {
+        ++opened;
+        return nullptr;
+    }
+    uint32_t ownUID() const override { return 1000; }
+    int32_t ownPID() const override { return 1; }
+};
+
+TEST(QuitForAlertTest, AnAppQuitsAsAnAppAnythingElseOnlyThroughWhatTheEventRecorded) {
+    auto port = std::make_shared<EmptyPort>();
+    const ProcessActions actions(port);
+    std::vector<std::string> appsAsked;
+    auto quitApp = [&](const std::string& key) {
+        appsAsked.push_back(key);
+        return std::string("Asked Editor to quit.");
+    };
+    AlertCenter::QuitRequest app{"app:/usr/share/applications/editor.desktop", "Editor", {{5, 50, 1000}}};
+    EXPECT_EQ(quitForAlert(app, actions, quitApp, true), "Asked Editor to quit.");
+    EXPECT_EQ(appsAsked, std::vector<std::string>{app.appKey});
+    EXPECT_EQ(port->opened, 0);
+
+    // A name group: the recorded process, checked (here it is gone), never the name.
+    AlertCenter::QuitRequest named{"proc:python3", "python3", {{7, 70, 1000}}};
+    EXPECT_EQ(quitForAlert(named, actions, quitApp, true), "No process was signalled: 1 was already gone.");
+    EXPECT_EQ(port->opened, 1);
+    named.processes.clear();
+    EXPECT_EQ(quitForAlert(named, actions, quitApp, true),
+              "Nothing was quit: this alert does not say which processes caused it.");
+    // Where only applications are asked to quit, a process is left alone.
+    named.processes = {{7, 70, 1000}};
+    EXPECT_EQ(quitForAlert(named, actions, quitApp, false), "python3 is not an application, so it was left alone.");
+    EXPECT_EQ(port->opened, 1);
+    EXPECT_EQ(appsAsked.size(), 1u);
 }
 
 class TempFolder {

@@ -29,6 +29,7 @@ ProcessChoiceDialog::ProcessChoiceDialog(const Texts& texts, const std::vector<L
     }
 
     list_ = new QListWidget(this);
+    list_->setAccessibleName(texts.question);
     size_t choosable = 0;
     for (const Line& line : lines) {
         auto* item = new QListWidgetItem(line.text, list_);

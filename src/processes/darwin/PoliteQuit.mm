@@ -7,6 +7,8 @@
 
 namespace qm {
 
+const bool quitEndsRecordedProcesses = false;
+
 std::string askGroupToQuit(const AppGroup& group) {
     const std::string nothing = group.name + " has no application identity, so it was left alone.";
     if (!group.bundleID || group.bundleID->empty()) return nothing;

@@ -7,6 +7,8 @@
 
 namespace qm {
 
+const bool quitEndsRecordedProcesses = true;
+
 std::string askGroupToQuit(const AppGroup& group) {
     std::vector<ProcessRef> targets;
     for (const ProcessSample& p : group.processes) targets.push_back(refOf(p));
