@@ -210,7 +210,7 @@ TEST(MonitorStartTest, AProgramThatDoesNotRecordSeesTheRecordersNewEventsWhileAW
         ASSERT_TRUE(monitor.recentEvents().empty());
 
         const Date now = Clock::system().now();
-        recorder.write(TimelineEvent{0, now - 5, EventKind::highCPU, 1, "Busy elsewhere", "", {}, {}});
+        recorder.write(TimelineEvent{0, now - 5, EventKind::highCPU, 1, "Busy elsewhere", "", {}, {}, {}});
         recorder.waitUntilIdle();
         // Nothing on screen: nothing is read.
         monitor.apply(tick(now));
