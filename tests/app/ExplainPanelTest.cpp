@@ -135,6 +135,10 @@ public:
     }
     uint32_t ownUID() const override { return 1000; }
     int32_t ownPID() const override { return 99999; }
+    void replace(int32_t pid, ProcessIdentity identity) {
+        std::lock_guard guard(lock_);
+        table_[pid] = identity;
+    }
     std::vector<std::pair<int32_t, int>> sent() {
         std::lock_guard guard(lock_);
         auto copy = sent_;
@@ -210,6 +214,16 @@ TEST(ExplainPanelTest, QuitAsksAboutNamesakesAndOtherwiseQuitsAtOnceOnlyWhatWasC
     panel.choice()->cancelButton()->click();
     ASSERT_TRUE(test::waitFor([&] { return !panel.choice(); }));
     EXPECT_TRUE(port->sent().empty());
+
+    // While the question is open the process ends and its pid goes to a newcomer:
+    // confirming sends nothing to the newcomer, and says why.
+    panel.forceQuit();
+    ASSERT_TRUE(panel.choice());
+    port->replace(13, {9999, 1000});
+    panel.choice()->confirmButton()->click();
+    ASSERT_TRUE(finished());
+    EXPECT_TRUE(port->sent().empty());
+    EXPECT_EQ(panel.statusText(), "No process was signalled: 1 was already gone.");
 
     // An app quits whole at once, as its own Quit would; another user's process in it
     // is left alone, and the report says so.
