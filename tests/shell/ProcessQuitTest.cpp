@@ -78,9 +78,6 @@ TEST(ProcessQuitTest, WhoIsChosenWhoIsAskedAndWhyOthersCannotBeQuit) {
     const ProcessQuit asRoot(0, 1);
     EXPECT_FALSE(asRoot.refusal(root, root.processes));
     EXPECT_TRUE(asRoot.refusal(kernel, kernel.processes));
-
-    EXPECT_EQ(quitText::forceQuestion("python3", 3), "Force quit which of the 3 python3 processes?");
-    EXPECT_EQ(quitText::forceQuestion("Editor", 1), "Force quit Editor?");
 }
 
 }  // namespace
