@@ -249,6 +249,7 @@ void ExplainPanel::act(bool force) {
     auto* dialog = new ProcessChoiceDialog(texts, lines, this);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     choice_ = dialog;
+    connect(dialog, &QDialog::finished, this, [this] { choice_ = nullptr; });
     connect(dialog, &QDialog::accepted, this, [this, dialog, plan, force] {
         std::vector<ProcessRef> targets;
         for (size_t i : dialog->chosen()) targets.push_back(refOf(plan.listed[i]));
