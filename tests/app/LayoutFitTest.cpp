@@ -51,7 +51,8 @@ Snapshot busyMachine() {
                          {"Composite", 61, SensorReading::Group::storage}};
     s.groups = {
         test::group("app:/usr/share/applications/org.mozilla.firefox.desktop",
-                    "Firefox Web Browser with a rather long name", ProcessKind::app,
+                    "Firefox Web Browser with a rather long name: org.mozilla.firefox.WebBrowser.NightlyChannel",
+                    ProcessKind::app,
                     {test::process(100, "firefox-esr", 140, 3 * GB), test::process(101, "Isolated Web Co", 35, GB)}),
         test::group("proc:cc1plus", "cc1plus", ProcessKind::background, {test::process(200, "cc1plus", 99, GB)})};
     s.processCount = 3;
@@ -96,10 +97,12 @@ TEST(LayoutFitTest, NoLabelIsCutInANarrowTheDefaultOrAWideWindow) {
     Fmt::setLocaleForTesting("en_US", "UTC");
     test::AppTestContext t;
     t.monitor->apply(busyMachine());
-    for (QSize size : {QSize(800, 500), QSize(1100, 720), QSize(1920, 1080)}) {
-        MainWindow window(t.context);
+    // One window, shrunk step by step as a person would, after an app is selected.
+    MainWindow window(t.context);
+    window.show();
+    t.ui.selectGroup("app:/usr/share/applications/org.mozilla.firefox.desktop", std::nullopt);
+    for (QSize size : {QSize(1920, 1080), QSize(1100, 720), QSize(800, 500)}) {
         window.resize(size);
-        window.show();
         for (Section section : {Section::overview, Section::apps, Section::memory, Section::energy, Section::sensors,
                                 Section::network, Section::timeline}) {
             t.ui.show(section);
@@ -107,8 +110,8 @@ TEST(LayoutFitTest, NoLabelIsCutInANarrowTheDefaultOrAWideWindow) {
             for (const std::string& label : cutLabels(window.currentPage()))
                 ADD_FAILURE() << title(section) << " at " << size.width() << "x" << size.height() << ": " << label;
         }
-        window.hide();
     }
+    window.hide();
     Fmt::setLocaleForTesting(nullptr);
 }
 

@@ -23,6 +23,7 @@
 #include "app/sections/AppsTreeModel.h"
 #include "app/sections/MemoryPartsSeries.h"
 #include "app/sections/TimelinePage.h"
+#include "app/widgets/AppTheme.h"
 #include "history/HistoryFiles.h"
 #include "knowledge/Insights.h"
 
@@ -165,6 +166,22 @@ TEST(ScreenshotSectionTest, EverySectionLiveWithAMonthOfHistory) {
         const QString file = QString("%1/%2.png").arg(out, QString::fromStdString(std::string(rawValue(section))));
         EXPECT_TRUE(window.grab().save(file)) << file.toStdString();
     }
+    // The same in a dark window, and a narrow one.
+    const auto shoot = [&](Section section, const QString& name) {
+        ui.show(section);
+        serve(2500);
+        EXPECT_TRUE(window.grab().save(QString("%1/%2.png").arg(out, name)));
+    };
+    applyAppearance(Appearance::dark);
+    shoot(Section::overview, "overview-dark");
+    shoot(Section::apps, "apps-dark");
+    applyAppearance(Appearance::system);
+    window.resize(800, 500);
+    shoot(Section::overview, "overview-narrow");
+    shoot(Section::apps, "apps-narrow");
+    window.resize(1920, 1080);
+    shoot(Section::overview, "overview-wide");
+    window.resize(1280, 820);
 
     if (const char* seconds = std::getenv("QUILLMERE_MEASURE_SECONDS")) {
         ui.show(Section::apps);

@@ -71,8 +71,13 @@ ExplainPanel::ExplainPanel(QWidget* parent)
 
     for (QWidget* w : {static_cast<QWidget*>(title_), static_cast<QWidget*>(subtitle_), static_cast<QWidget*>(badge_),
                        static_cast<QWidget*>(safety_), static_cast<QWidget*>(body_), static_cast<QWidget*>(link_),
-                       static_cast<QWidget*>(processes_)})
+                       static_cast<QWidget*>(processes_)}) {
+        // A long word (a command line's argument, a path) must not widen the panel
+        // past its column: the label wraps at spaces and cuts such a word at its edge;
+        // the processes' whole command lines are in their tooltip.
+        w->setMinimumWidth(1);
         layout->addWidget(w);
+    }
     layout->addLayout(buttons);
     layout->addWidget(refusal_);
     layout->addWidget(status_);
@@ -114,6 +119,7 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
             if (p.pid == *pid) own = library_->lookup(p.name, group->kind != ProcessKind::app);
     const Explanation e = explain(*group, pid, entry, own);
     showTextIfAny(title_, shown(e.title));
+    title_->setToolTip(title_->text());  // a name too long for the panel is whole here
     showTextIfAny(subtitle_, shown(e.subtitle));
     const QColor tone = verdictColor(e.safetyTone);
     QString safety =
@@ -135,6 +141,7 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
                                   : QString());
 
     QString list = QString("<p><b>%1</b></p>").arg(QString::fromUtf8(explainText::processes));
+    QString fullCommands;
     for (size_t i = 0; i < e.processes.size() && i < listedProcesses; ++i) {
         const auto& p = e.processes[i];
         list += QString("<p style=\"margin:0\">%1 \u00b7 pid %2 \u00b7 %3</p>")
@@ -142,13 +149,16 @@ void ExplainPanel::showRow(const std::optional<AppGroup>& group, std::optional<i
                     .arg(p.pid)
                     .arg(QString::fromStdString(p.figures).toHtmlEscaped());
         const QString command = commandLine(p.pid);
-        if (!command.isEmpty())
+        if (!command.isEmpty()) {
             list += QString("<p style=\"margin:0 0 4px 12px\"><tt>%1</tt></p>").arg(command.toHtmlEscaped());
+            fullCommands += (fullCommands.isEmpty() ? "" : "\n") + QString::number(p.pid) + ": " + command;
+        }
     }
     if (e.processes.size() > listedProcesses)
         list += QString("<p style=\"margin:4px 0 0 0\"><i>and %1 more, listed under the row</i></p>")
                     .arg(e.processes.size() - listedProcesses);
     showTextIfAny(processes_, list);
+    processes_->setToolTip(fullCommands);
 
     const auto targets = ProcessQuit::targets(*group, pid);
     const auto refusal = quitter_.refusal(*group, targets);

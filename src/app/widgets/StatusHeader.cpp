@@ -132,6 +132,9 @@ void StatusHeader::setSnapshot(const Snapshot& snapshot) {
     while (chipLabels_.size() < static_cast<qsizetype>(chips.size())) {
         auto* chip = new QLabel(this);
         chip->setObjectName("chip");
+        // The rows are laid out again at each width; a chip must not hold the header
+        // at the width of the row it sat in before.
+        chip->setMinimumWidth(1);
         chip->setStyleSheet(
             "QLabel#chip { background: palette(alternate-base); border: 1px solid palette(mid);"
             " border-radius: 9px; padding: 1px 8px; }");
