@@ -109,14 +109,19 @@ Line titleLine(const Snapshot& s, const ViewState& state, size_t width) {
     return factLine("", facts, width);
 }
 
-Line cpuFacts(const Snapshot& s, size_t width) {
+// Shown for a rate that has only one read behind it.
+constexpr const char* measuring = "\u2026";
+
+Line cpuFacts(const Snapshot& s, bool firstRead, size_t width) {
+    Fact load{"load " + Fmt::number(s.cpu.load[0], 2) + " " + Fmt::number(s.cpu.load[1], 2) + " " +
+                  Fmt::number(s.cpu.load[2], 2),
+              Tone::dim};
+    if (firstRead) return factLine("CPU", {{"measuring\u2026", Tone::dim}, std::move(load)}, width);
     return factLine("CPU",
                     {{Fmt::percent(s.cpu.total), cpuTone(s.cpu.total)},
                      {"user " + Fmt::percent(s.cpu.user), Tone::plain},
                      {"system " + Fmt::percent(s.cpu.system), Tone::plain},
-                     {"load " + Fmt::number(s.cpu.load[0], 2) + " " + Fmt::number(s.cpu.load[1], 2) + " " +
-                          Fmt::number(s.cpu.load[2], 2),
-                      Tone::dim}},
+                     std::move(load)},
                     width);
 }
 
@@ -131,10 +136,11 @@ void appendToned(Line& line, const std::string& cells, ToneAt toneAt) {
 }
 
 // "[|||||     23%]" in `width` cells (at least 6): the bar fills by the share, the
-// figure sits at its right end.
-void appendBar(Line& line, double percent, size_t width) {
+// figure sits at its right end. Without a share the bar stays empty and says so.
+void appendBar(Line& line, std::optional<double> share100, size_t width) {
     const size_t inner = width - 2;
-    const std::string figure = Fmt::percent(percent);
+    const double percent = share100.value_or(0);
+    const std::string figure = share100 ? Fmt::percent(percent) : measuring;
     const double share = std::clamp(percent, 0.0, 100.0) / 100.0;
     const auto filled = static_cast<size_t>(std::lround(share * static_cast<double>(inner)));
     std::string cells(inner, ' ');
@@ -149,7 +155,7 @@ void appendBar(Line& line, double percent, size_t width) {
 
 // One labelled bar per core, in as many columns as the width allows; none when even
 // `maxLines` lines cannot hold them.
-std::vector<Line> coreBars(const CPUStats& cpu, size_t width, size_t maxLines) {
+std::vector<Line> coreBars(const CPUStats& cpu, bool firstRead, size_t width, size_t maxLines) {
     std::vector<Line> lines;
     const size_t cores = cpu.perCore.size();
     if (cores == 0 || maxLines == 0) return lines;
@@ -169,7 +175,7 @@ std::vector<Line> coreBars(const CPUStats& cpu, size_t width, size_t maxLines) {
             if (core >= cores) break;
             if (c > 0) line.push_back({" ", Tone::plain});
             line.push_back({fitRight(std::to_string(core), label) + " ", Tone::label});
-            appendBar(line, cpu.perCore[core], cellWidth - label - 1);
+            appendBar(line, firstRead ? std::nullopt : std::optional<double>(cpu.perCore[core]), cellWidth - label - 1);
         }
         lines.push_back(std::move(line));
     }
@@ -242,25 +248,27 @@ std::vector<double> recent(const std::deque<double>& series, size_t count) {
     return {series.begin() + static_cast<std::ptrdiff_t>(from), series.end()};
 }
 
-Line rateLine(const std::string& label, const std::string& first, double firstRate,
-              const std::deque<double>* firstSeries, const std::string& second, double secondRate,
+// Rates are absent (null) after the first read.
+Line rateLine(const std::string& label, const std::string& first, std::optional<double> firstRate,
+              const std::deque<double>* firstSeries, const std::string& second, std::optional<double> secondRate,
               const std::deque<double>* secondSeries, size_t width) {
     // Each fact is "in 1.2 MB/s" and, when there is room, its graph after it.
     const size_t graph = width >= 100 ? 16 : width >= 70 ? 8 : 0;
-    auto fact = [&](const std::string& name, double rate, const std::deque<double>* series) {
-        std::string text = name + " " + Fmt::rate(rate);
+    auto fact = [&](const std::string& name, std::optional<double> rate, const std::deque<double>* series) {
+        std::string text = name + " " + (rate ? Fmt::rate(*rate) : measuring);
         if (graph && series && !series->empty()) text = fit(text, 18) + sparkline(recent(*series, graph), graph);
         return Fact{text, Tone::plain};
     };
     return factLine(label, {fact(first, firstRate, firstSeries), fact(second, secondRate, secondSeries)}, width);
 }
 
-Line powerLine(const Snapshot& s, size_t width) {
+Line powerLine(const Snapshot& s, bool firstRead, size_t width) {
     std::vector<Fact> power;
     if (s.systemPower)
         power.push_back(
             {Fmt::watts(s.systemPower) + (s.systemPowerScope == PowerScope::package ? " processor" : ""), Tone::plain});
-    if (s.gpu) power.push_back({"GPU " + Fmt::percent(*s.gpu), cpuTone(*s.gpu)});
+    // The GPU's busy share is a rate too.
+    if (s.gpu && !firstRead) power.push_back({"GPU " + Fmt::percent(*s.gpu), cpuTone(*s.gpu)});
     if (s.battery.present) power.push_back({"battery " + batteryText(s.battery), Tone::plain});
     power.push_back({"thermal " + thermalText(s.thermal), thermalTone(s.thermal.state)});
     return factLine("Power", power, width);
@@ -278,32 +286,35 @@ std::vector<Line> headerLines(const Model& model, const ViewState& state, size_t
                                        {"swap " + bytes(m.swapUsed), m.swapUsed > 0 ? Tone::warning : Tone::dim}},
                                       width);
     const Trends* t = model.trends;
-    const Line network = rateLine("Network", "in", s.network.rxRate, t ? &t->rx : nullptr, "out", s.network.txRate,
-                                  t ? &t->tx : nullptr, width);
-    const Line disk = rateLine("Disk", "read", s.disk.readRate, t ? &t->read : nullptr, "write", s.disk.writeRate,
-                               t ? &t->write : nullptr, width);
+    const bool first = model.firstRead;
+    auto rate = [first](double value) { return first ? std::nullopt : std::optional<double>(value); };
+    const Line network = rateLine("Network", "in", rate(s.network.rxRate), t ? &t->rx : nullptr, "out",
+                                  rate(s.network.txRate), t ? &t->tx : nullptr, width);
+    const Line disk = rateLine("Disk", "read", rate(s.disk.readRate), t ? &t->read : nullptr, "write",
+                               rate(s.disk.writeRate), t ? &t->write : nullptr, width);
     // The list keeps at least a third of the screen and five rows.
     const size_t listWants = std::max<size_t>(5, height / 3) + 2;
     const size_t room = height > listWants ? height - listWants : 0;
     constexpr size_t fullFixed = 8;  // title, CPU, memory bar and parts, swap, network, disk, power
     if (room >= fullFixed + 1 && width >= 40) {
-        for (Line& bar : coreBars(s.cpu, width, std::min<size_t>(room - fullFixed, 8))) lines.push_back(bar);
-        lines.push_back(cpuFacts(s, width));
+        for (Line& bar : coreBars(s.cpu, first, width, std::min<size_t>(room - fullFixed, 8))) lines.push_back(bar);
+        lines.push_back(cpuFacts(s, first, width));
         lines.push_back(partsBar("Memory", memoryParts(m), static_cast<double>(m.total),
                                  bytes(m.used()) + " of " + bytes(m.total), width));
         lines.push_back(memoryLegend(m, width));
         lines.push_back(swapLine(m, width));
         lines.push_back(network);
         lines.push_back(disk);
-        lines.push_back(powerLine(s, width));
+        lines.push_back(powerLine(s, first, width));
     } else if (room >= 5 || height >= 12) {
-        lines.push_back(cpuFacts(s, width));
+        lines.push_back(cpuFacts(s, first, width));
         lines.push_back(memoryFacts);
         lines.push_back(network);
-        lines.push_back(powerLine(s, width));
+        lines.push_back(powerLine(s, first, width));
     } else if (height >= 6) {
         lines.push_back(factLine("",
-                                 {{"CPU " + Fmt::percent(s.cpu.total), cpuTone(s.cpu.total)},
+                                 {{"CPU " + (first ? std::string(measuring) : Fmt::percent(s.cpu.total)),
+                                   first ? Tone::dim : cpuTone(s.cpu.total)},
                                   {"memory " + bytes(m.used()) + " of " + bytes(m.total), Tone::plain}},
                                  width));
     }
@@ -375,7 +386,7 @@ Line headerLine(const Columns& columns, const ViewState& state, std::vector<Head
     return paint(spec, Tone::header);
 }
 
-Line rowLine(const Columns& columns, const Row& row, const ViewState& state, bool selected,
+Line rowLine(const Columns& columns, const Row& row, const ViewState& state, bool selected, bool firstRead,
              const CommandLineOf& commandLine) {
     auto spec = cellsFor(columns);
     std::string marker;
@@ -396,12 +407,12 @@ Line rowLine(const Columns& columns, const Row& row, const ViewState& state, boo
                                           : (row.pid ? std::to_string(*row.pid) : std::string());
                 break;
             case SortColumn::cpu:
-                cell.text = (row.approximate ? "\u2248" : "") + Fmt::percent(row.cpu);
-                cell.tone = cpuTone(row.cpu);
+                cell.text = firstRead ? measuring : (row.approximate ? "\u2248" : "") + Fmt::percent(row.cpu);
+                cell.tone = firstRead ? Tone::dim : cpuTone(row.cpu);
                 break;
             case SortColumn::memory: cell.text = bytes(row.memory); break;
-            case SortColumn::power: cell.text = Fmt::watts(row.power); break;
-            case SortColumn::disk: cell.text = Fmt::rate(row.disk); break;
+            case SortColumn::power: cell.text = firstRead ? measuring : Fmt::watts(row.power); break;
+            case SortColumn::disk: cell.text = firstRead ? measuring : Fmt::rate(row.disk); break;
         }
     }
     return paint(spec, selected ? std::optional<Tone>(Tone::selected) : std::nullopt);
@@ -661,7 +672,8 @@ Screen screenFor(const Model& model, ViewState& state, size_t width, size_t heig
                 screen.geometry.listTop = lines.size();
                 screen.geometry.listHeight = listHeight;
                 for (size_t i = state.scroll; i < rows.size() && i < state.scroll + listHeight; ++i)
-                    lines.push_back(rowLine(columns, rows[i], state, rows[i].id == state.selected, model.commandLine));
+                    lines.push_back(rowLine(columns, rows[i], state, rows[i].id == state.selected, model.firstRead,
+                                            model.commandLine));
                 if (pane) {
                     while (lines.size() < screen.geometry.listTop + listHeight) lines.emplace_back();
                     lines.push_back({{std::string(width, ' '), Tone::header}});

@@ -78,6 +78,9 @@ struct Model {
     const Pane* pane = nullptr;      // shown while state.explain
     CommandLineOf commandLine;
     Date now = 0;
+    // The snapshot is the first read: counters have nothing before it, so every rate
+    // (CPU shares, network, disk, process power and disk) shows "…" until the next.
+    bool firstRead = false;
 };
 
 struct Screen {

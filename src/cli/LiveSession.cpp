@@ -32,20 +32,25 @@ namespace {
 
 using namespace live;
 
-// Long enough for the kernel's 100 Hz counters to say something about every process,
-// short enough that the first full screen comes within half a second.
-constexpr std::chrono::milliseconds firstScreenDelay{250};
+// The first read is drawn as soon as it is in, its rates shown as "…"; the second
+// comes this long after it. Long enough for the kernel's 100 Hz counters to say
+// something about every process, short enough that the figures follow at once.
+constexpr std::chrono::milliseconds firstRatesDelay{250};
 
 // The latest snapshot, handed from the sampler's thread to the view's.
 struct Handoff {
+    struct Read {
+        Snapshot snapshot;
+        bool first = false;  // no read before it: its rates are not real
+    };
     std::mutex mutex;
-    std::optional<Snapshot> latest;
+    std::optional<Read> latest;
 
-    void put(const Snapshot& snapshot) {
+    void put(const Snapshot& snapshot, bool first) {
         std::lock_guard lock(mutex);
-        latest = snapshot;
+        latest = Read{snapshot, first};
     }
-    std::optional<Snapshot> take() {
+    std::optional<Read> take() {
         std::lock_guard lock(mutex);
         return std::exchange(latest, std::nullopt);
     }
@@ -202,13 +207,15 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
     Handoff handoff;
     bool primed = false;  // touched only on the sampler's thread
     sampler->onSnapshot = [&](const Snapshot& snapshot) {
-        // The priming tick only gives the counters a previous read; its shares are not real.
-        if (!std::exchange(primed, true)) return;
-        handoff.put(snapshot);
+        // The priming tick gives the counters a previous read: the view draws its
+        // processes and memory at once and leaves its rates out.
+        handoff.put(snapshot, !std::exchange(primed, true));
         LiveView::wakeAny();
     };
 
     std::optional<Snapshot> current;
+    bool firstRead = false;  // `current` is the priming read
+    bool inputSinceFirst = false;
     std::vector<Row> rows;
     Trends trends;
     RecentFigures recent;
@@ -247,6 +254,7 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
     auto draw = [&] {
         Model model;
         model.snapshot = current ? &*current : nullptr;
+        model.firstRead = firstRead;
         model.rows = &rows;
         model.trends = &trends;
         model.moment = &moment;
@@ -273,22 +281,36 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
     };
 
     draw();
-    sampler->setLive(true);  // the priming tick runs at once
-    std::this_thread::sleep_for(firstScreenDelay);
+    // The priming tick runs at once; the second follows it after a short interval,
+    // counted from when the first was asked for, and the regular period from there.
+    // A helper thread waits for it, so this one is free to draw the first read as
+    // soon as it arrives.
+    sampler->setLive(true);
     Sampler* ticking = sampler.get();
-    sampler->queue().post([ticking] { ticking->sample(); });
-    sampler->reschedule();  // the next tick one period after the first screen
+    std::thread secondRead([ticking, due = std::chrono::steady_clock::now() + firstRatesDelay] {
+        std::this_thread::sleep_until(due);
+        ticking->queue().post([ticking] { ticking->sample(); });
+        ticking->reschedule();  // the next tick one period after the first figures
+    });
 
     for (;;) {
         const LiveView::Happened happened = view.wait();
         if (happened.stop) break;
         bool redraw = happened.resized || !happened.inputs.empty();
+        if (firstRead && !happened.inputs.empty()) inputSinceFirst = true;
         if (happened.woken) {
-            if (auto snapshot = handoff.take()) {
-                trends.add(*snapshot);
-                recent.add(*snapshot);
-                if (!state.paused || !current) {
-                    current = std::move(*snapshot);
+            if (auto read = handoff.take()) {
+                Snapshot& snapshot = read->snapshot;
+                if (!read->first) {
+                    trends.add(snapshot);
+                    recent.add(snapshot);
+                }
+                // The first read's rows were ordered without CPU shares: unless the
+                // person moved since, the selection starts again at the top.
+                if (firstRead && !read->first && !inputSinceFirst) state.selected.clear();
+                if (!state.paused || !current || firstRead) {
+                    firstRead = read->first;
+                    current = std::move(snapshot);
                     byPID.clear();
                     for (const AppGroup& g : current->groups)
                         for (const ProcessSample& p : g.processes) byPID[p.pid] = &p;
@@ -338,7 +360,8 @@ void runLiveSession(LiveView& view, std::optional<double> interval) {
         if (leave) break;
         if (redraw) draw();
     }
-    sampler.reset();  // stops ticking before the view gives the terminal back
+    secondRead.join();  // at most the first interval, when leaving at once
+    sampler.reset();    // stops ticking before the view gives the terminal back
 }
 
 }  // namespace qm::cli

@@ -199,6 +199,47 @@ TEST(LiveLayoutTest, EveryModeFitsEveryTerminalAndTheListUsesTheWholeWidth) {
     EXPECT_EQ(fit("r\u202eb", 3), "r?b");
 }
 
+TEST(LiveLayoutTest, TheFirstReadShowsProcessesAndMemoryButNoRateBeforeASecondRead) {
+    qm::Fmt::setLocaleForTesting("en_US", "UTC");
+    qm::Snapshot s = busyMachine(12);
+    s.gpu = 30;
+    s.network.rxRate = 5e6;
+    ViewState state;
+    const auto rows = rowsFor(s.groups, state.rows, nullptr);
+    Model model{&s, &rows, nullptr, nullptr, nullptr, nullptr, s.date};
+    model.firstRead = true;
+    auto text = [&](size_t width, size_t height) {
+        std::string all;
+        for (const auto& line : screenFor(model, state, width, height).lines) all += lineText(line) + "\n";
+        return all;
+    };
+    for (auto [width, height] : {std::pair<size_t, size_t>{120, 40}, {80, 24}, {40, 12}, {30, 7}}) {
+        const std::string all = text(width, height);
+        const std::string size = std::to_string(width) + "x" + std::to_string(height) + "\n" + all;
+        // Pressure and the battery are one read each; every share and rate needs two.
+        std::string shares = std::regex_replace(all, std::regex("(pressure|battery) [0-9]+%|% compressed"), "");
+        EXPECT_EQ(shares.find('%'), std::string::npos) << size;
+        EXPECT_EQ(all.find("MB/s"), std::string::npos) << size;
+        EXPECT_EQ(all.find("GPU"), std::string::npos) << size;
+        EXPECT_NE(all.find("\u2026"), std::string::npos) << "says the figure is coming\n" << size;
+    }
+    const std::string full = text(120, 40);
+    EXPECT_NE(full.find("CPU      measuring\u2026  load"), std::string::npos) << full;
+    EXPECT_TRUE(std::regex_search(full, std::regex("\n1 \\[ +\u2026\\] 3 \\[ +\u2026\\]")))
+        << "the cores are labelled, their bars empty\n"
+        << full;
+    EXPECT_NE(full.find("in \u2026"), std::string::npos) << full;
+    EXPECT_NE(full.find("# app 6.0 GB"), std::string::npos) << "memory is one read\n" << full;
+    EXPECT_NE(full.find("app7 "), std::string::npos) << "the processes are listed\n" << full;
+    EXPECT_NE(full.find("MB "), std::string::npos) << "with their memory\n" << full;
+
+    model.firstRead = false;
+    const std::string second = text(120, 40);
+    EXPECT_NE(second.find("CPU      95%"), std::string::npos) << second;
+    EXPECT_NE(second.find("in 4.8 MB/s"), std::string::npos) << second;
+    EXPECT_NE(second.find("GPU 30%"), std::string::npos) << second;
+}
+
 TEST(LiveStateTest, KeysAndClicksSortFilterGroupAndTree) {
     qm::Snapshot s;
     s.groups.push_back(
