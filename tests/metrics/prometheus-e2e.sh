@@ -4,19 +4,13 @@
 # storage, loopback port) scrapes it while a busy app loops, and its query API returns
 # the loops' app above half a core and a high-CPU event counted by quillmere_events_total.
 #
-#   prometheus-e2e.sh QUILLMERE_BINARY     (exit 77: skipped, Prometheus is not installed)
+#   prometheus-e2e.sh QUILLMERE_BINARY     (exit 77: Prometheus is not installed, so only
+#                                           the first part, nothing listening, was run)
 #
 # Waits are generous and nothing is timed: a loaded two-core machine only makes it slower.
 set -euo pipefail
 
 quillmere="$1"
-for tool in prometheus promtool; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "SKIP: $tool is not installed (Debian's prometheus package)"
-        exit 77
-    fi
-done
-
 work=$(mktemp -d "${TMPDIR:-/tmp}/qm-prometheus-XXXXXX")
 pids=()
 cleanup() {
@@ -74,6 +68,14 @@ sleep 2
 grep -q "Serving metrics" "$work/quiet.log" && fail "a recorder without metrics.listen serves metrics"
 kill "$quiet"
 wait "$quiet" || true
+
+# The rest needs Prometheus; the check above runs everywhere.
+for tool in prometheus promtool; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "SKIP: $tool is not installed (Debian's prometheus package)"
+        exit 77
+    fi
+done
 
 # 2. A busy app (two looping processes under a name of their own, so it still gets half
 # a core on a machine busy with other work), and a recorder serving metrics on a free port.
