@@ -50,21 +50,26 @@ ticks() { awk '{print $14 + $15}' "/proc/$1/stat"; }
 rss() { awk '/^VmRSS/ {print $2}' "/proc/$1/status"; }
 hwm() { awk '/^VmHWM/ {print $2}' "/proc/$1/status"; }
 hz=$(getconf CLK_TCK)
+# Wake-ups: context switches of every thread (voluntary ones are a thread going to
+# sleep and being woken again).
+wakes() { cat /proc/"$1"/task/*/status 2>/dev/null | awk '/^voluntary_ctxt_switches/ {n += $2} END {print n + 0}'; }
+threads() { ls /proc/"$1"/task | wc -l; }
 
 # Measures both processes for $seconds; prints one line each.
 measure() {
     local label=$1
     local a0 r0 a1 r1 t0 t1
-    a0=$(ticks "$desktop"); r0=$(ticks "$record"); t0=$(date +%s.%N)
+    local w0 w1 v0 v1
+    a0=$(ticks "$desktop"); r0=$(ticks "$record"); w0=$(wakes "$desktop"); v0=$(wakes "$record"); t0=$(date +%s.%N)
     sleep "$seconds"
-    a1=$(ticks "$desktop"); r1=$(ticks "$record"); t1=$(date +%s.%N)
+    a1=$(ticks "$desktop"); r1=$(ticks "$record"); w1=$(wakes "$desktop"); v1=$(wakes "$record"); t1=$(date +%s.%N)
     for who in app record; do
-        local pid=$desktop d=$((a1 - a0))
-        [[ $who == record ]] && pid=$record d=$((r1 - r0))
-        awk -v d="$d" -v hz="$hz" -v t0="$t0" -v t1="$t1" -v rss="$(rss "$pid")" -v hwm="$(hwm "$pid")" \
-            -v label="$label" -v who="$who" 'BEGIN {
-                printf "%-22s %-16s CPU %6.3f %% of a core   RSS %6.1f MB (peak %.1f MB)\n",
-                       label, who, d / hz / (t1 - t0) * 100, rss / 1024, hwm / 1024 }'
+        local pid=$desktop d=$((a1 - a0)) w=$((w1 - w0))
+        [[ $who == record ]] && pid=$record d=$((r1 - r0)) w=$((v1 - v0))
+        awk -v d="$d" -v w="$w" -v hz="$hz" -v t0="$t0" -v t1="$t1" -v rss="$(rss "$pid")" -v hwm="$(hwm "$pid")" \
+            -v threads="$(threads "$pid")" -v label="$label" -v who="$who" 'BEGIN {
+                printf "%-22s %-8s CPU %6.3f %% of a core   RSS %6.1f MB (peak %.1f MB)   %5.1f wake-ups/s, %d threads\n",
+                       label, who, d / hz / (t1 - t0) * 100, rss / 1024, hwm / 1024, w / (t1 - t0), threads }'
     done
 }
 
