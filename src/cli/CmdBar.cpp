@@ -74,7 +74,7 @@ void run(const BarOptions& options) {
 RegisterCommand registration{"bar",
                              [](CLI::App& app) {
     auto options = std::make_shared<BarOptions>();
-    auto* command = app.add_subcommand("bar", "Print the menu-bar label for a status bar (waybar, polybar, i3blocks)");
+    auto* command = app.add_subcommand("bar", "Print the tray label for a status bar (waybar, polybar, i3blocks)");
     command
         ->add_option("--style", options->style,
                      "icon, cpu, cpuMemory, temperature or power (default: the menuBar.style setting)")
