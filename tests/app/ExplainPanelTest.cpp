@@ -74,6 +74,26 @@ struct Sleepers {
     std::vector<pid_t> pids;
 };
 
+TEST(ExplainPanelTest, TheDeleteKeysQuitAsksFirstEvenForOneProcess) {
+    Sleepers children;
+    AppGroup group;
+    group.id = "proc:" + children.name;
+    group.name = children.name;
+    for (const AppGroup& g : makeProcessListSource()->read(false).groups)
+        for (const ProcessSample& p : g.processes)
+            if (p.pid == children.pids[0]) group.processes.push_back(p);
+    ASSERT_EQ(group.processes.size(), 1u);
+
+    ExplainPanel panel;
+    panel.showRow(group, std::nullopt);
+    panel.askToQuit();
+    ASSERT_TRUE(panel.choice()) << "a single process asks too when Delete asked";
+    EXPECT_EQ(panel.choice()->list()->count(), 1);
+    panel.choice()->cancelButton()->click();
+    ::usleep(200'000);
+    EXPECT_EQ(children.endings()[0], -1) << "cancelled: still running";
+}
+
 TEST(ExplainPanelTest, ForceQuitAsksFirstCancelLeavesAllRunningAndConfirmedEndsExactlyThose) {
     Sleepers children;
     ::usleep(50'000);

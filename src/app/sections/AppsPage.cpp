@@ -10,6 +10,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollArea>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStyle>
 #include <QTimer>
@@ -146,6 +147,14 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     };
     connect(tree_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &AppsPage::selectionChanged);
     connect(tree_, &QTreeView::customContextMenuRequested, this, &AppsPage::showContextMenu);
+    // Delete asks to quit the selection (a key press is too easy to end anything at
+    // once); Return moves to the explanation's buttons.
+    auto* remove = new QShortcut(QKeySequence::Delete, tree_, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(remove, &QShortcut::activated, panel_, &ExplainPanel::askToQuit);
+    for (QKeySequence keys : {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)}) {
+        auto* open = new QShortcut(keys, tree_, nullptr, nullptr, Qt::WidgetShortcut);
+        connect(open, &QShortcut::activated, panel_, &ExplainPanel::focusActions);
+    }
     uiToken_ = context.ui->observe([this] { applySelectionFromState(); });
     if (context.defaults)
         settingsToken_ = context.defaults->observe([this](const std::string& key) {

@@ -216,8 +216,17 @@ void ExplainPanel::updateButtons() {
 
 void ExplainPanel::quit() { act(false); }
 void ExplainPanel::forceQuit() { act(true); }
+void ExplainPanel::askToQuit() { act(false, true); }
 
-void ExplainPanel::act(bool force) {
+void ExplainPanel::focusActions() {
+    for (QPushButton* button : {quitButton_, forceButton_})
+        if (button->isVisible() && button->isEnabled()) {
+            button->setFocus(Qt::TabFocusReason);
+            return;
+        }
+}
+
+void ExplainPanel::act(bool force, bool alwaysAsk) {
     if (!group_ || working_) return;
     if (choice_) {
         choice_->raise();
@@ -229,7 +238,7 @@ void ExplainPanel::act(bool force) {
         showTextIfAny(status_, shown(quitter_.refusal(*group_, plan.listed).value_or(quitText::vanished)));
         return;
     }
-    if (!plan.ask) {
+    if (!plan.ask && !alwaysAsk) {
         // Every listed process goes to the actions, which leave other users' alone and
         // say so in the report.
         std::vector<ProcessRef> targets;

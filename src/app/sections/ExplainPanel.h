@@ -54,9 +54,13 @@ public slots:
     void quit();
     // Always asks first; nothing is sent unless the user presses "Force Quit".
     void forceQuit();
+    // The Delete key's quit: asks first whatever the selection, listing what would end.
+    void askToQuit();
+    // Return in the table: the keyboard moves on to the panel's buttons.
+    void focusActions();
 
 private:
-    void act(bool force);
+    void act(bool force, bool alwaysAsk = false);
     // Sends on a pool thread and shows the report when it is back.
     void carryOut(bool force, std::vector<ProcessRef> targets);
     void updateButtons();
