@@ -151,7 +151,7 @@ AppsPage::AppsPage(AppContext& context, QWidget* parent) : SectionPage(Section::
     // once); Return moves to the explanation's buttons.
     auto* remove = new QShortcut(QKeySequence::Delete, tree_, nullptr, nullptr, Qt::WidgetShortcut);
     connect(remove, &QShortcut::activated, panel_, &ExplainPanel::askToQuit);
-    for (QKeySequence keys : {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)}) {
+    for (const QKeySequence& keys : {QKeySequence(Qt::Key_Return), QKeySequence(Qt::Key_Enter)}) {
         auto* open = new QShortcut(keys, tree_, nullptr, nullptr, Qt::WidgetShortcut);
         connect(open, &QShortcut::activated, panel_, &ExplainPanel::focusActions);
     }
