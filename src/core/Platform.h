@@ -78,7 +78,9 @@ public:
 class GPUSource {
 public:
     virtual ~GPUSource() = default;
-    virtual std::optional<double> read() = 0;  // utilisation in percent
+    virtual std::optional<double> read() = 0;  // utilisation in percent: the busiest GPU's
+    // Every GPU as the last read found it; sources that only know one figure list none.
+    virtual std::vector<GPUDevice> devices() const { return {}; }
 };
 
 struct ProcessReadResult {

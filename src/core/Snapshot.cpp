@@ -198,6 +198,8 @@ size_t hashValue(const ProcessSample& r) {
     combineValue(seed, r.diskWriteRate);
     combineValue(seed, r.wakeups);
     combineValue(seed, r.startTime);
+    combineValue(seed, r.gpu);
+    combineValue(seed, r.gpuMemory);
     combineValue(seed, r.approximate);
     combineValue(seed, r.isRestricted);
     return seed;

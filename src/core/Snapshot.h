@@ -130,6 +130,18 @@ struct ThermalStats {
     bool operator==(const ThermalStats&) const = default;
 };
 
+// One GPU as its driver describes it; what the driver does not publish stays absent.
+struct GPUDevice {
+    std::string name;
+    std::string driver;          // the kernel driver ("amdgpu", "i915", "xe"), or the library that reports it
+    std::optional<double> busy;  // percent, 0-100
+    std::optional<uint64_t> memoryUsed;
+    std::optional<uint64_t> memoryTotal;
+    std::optional<double> temperature;  // °C
+    std::optional<double> power;        // watts
+    bool operator==(const GPUDevice&) const = default;
+};
+
 struct SelfCost {
     double cpu = 0;                       // percent of one core since the previous tick
     uint64_t memory = 0;                  // physical footprint
@@ -162,6 +174,10 @@ struct ProcessSample {
     // Microseconds since the Unix epoch; with the pid it names one process lifetime,
     // so an action aimed at this sample never reaches a later owner of the pid (0: unknown).
     uint64_t startTime = 0;
+    // Its share of the GPU (percent of the busiest engine it used) and the GPU memory
+    // it holds; absent when it has no GPU client or none that can be measured.
+    std::optional<double> gpu;
+    std::optional<uint64_t> gpuMemory;
     bool operator==(const ProcessSample&) const = default;
 };
 
@@ -187,6 +203,8 @@ struct AppGroup {
     std::optional<double> power;
     double diskWriteRate = 0;
     double diskReadRate = 0;
+    std::optional<double> gpu;  // sums of its processes' figures, absent when none had one
+    std::optional<uint64_t> gpuMemory;
 
     // Deliberately shallow: id, cpu, memory and the number of processes.
     bool operator==(const AppGroup& other) const {
@@ -232,7 +250,8 @@ struct Snapshot {
     double interval = 1.0;
     CPUStats cpu;
     MemoryStats memory;
-    std::optional<double> gpu;
+    std::optional<double> gpu;  // the busiest of `gpus`
+    std::vector<GPUDevice> gpus;
     std::optional<double> systemPower;
     PowerScope systemPowerScope = PowerScope::machine;
     NetworkStats network;

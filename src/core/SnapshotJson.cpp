@@ -11,6 +11,13 @@ json opt(const std::optional<T>& value) {
     return value ? json(*value) : json(nullptr);
 }
 
+// A process's GPU figures are there only for processes that use a GPU: most have none,
+// and a key for every one of them would say nothing.
+void putGPU(json& j, const std::optional<double>& gpu, const std::optional<uint64_t>& memory) {
+    if (gpu) j["gpu"] = *gpu;
+    if (memory) j["gpuMemory"] = *memory;
+}
+
 }  // namespace
 
 void to_json(json& j, const CPUStats& v) {
@@ -90,6 +97,7 @@ void to_json(json& j, const ProcessSample& v) {
              {"wakeups", v.wakeups},
              {"approximate", v.approximate},
              {"isRestricted", v.isRestricted}};
+    putGPU(j, v.gpu, v.gpuMemory);
 }
 
 void to_json(json& j, const AppGroup& v) {
@@ -104,6 +112,17 @@ void to_json(json& j, const AppGroup& v) {
              {"power", opt(v.power)},
              {"diskWriteRate", v.diskWriteRate},
              {"diskReadRate", v.diskReadRate}};
+    putGPU(j, v.gpu, v.gpuMemory);
+}
+
+void to_json(json& j, const GPUDevice& v) {
+    j = json{{"name", v.name},
+             {"driver", v.driver},
+             {"busy", opt(v.busy)},
+             {"memoryUsed", opt(v.memoryUsed)},
+             {"memoryTotal", opt(v.memoryTotal)},
+             {"temperature", opt(v.temperature)},
+             {"power", opt(v.power)}};
 }
 
 void to_json(json& j, const TimelineEvent& v) {
@@ -117,6 +136,7 @@ void to_json(json& j, const Snapshot& v) {
              {"cpu", v.cpu},
              {"memory", v.memory},
              {"gpu", opt(v.gpu)},
+             {"gpus", v.gpus},
              {"systemPower", opt(v.systemPower)},
              {"systemPowerScope", v.systemPowerScope == PowerScope::package ? "package" : "machine"},
              {"network", v.network},

@@ -18,6 +18,7 @@ void to_json(nlohmann::json& j, const SensorReading& v);
 void to_json(nlohmann::json& j, const FanReading& v);
 void to_json(nlohmann::json& j, const ThermalStats& v);
 void to_json(nlohmann::json& j, const SelfCost& v);
+void to_json(nlohmann::json& j, const GPUDevice& v);
 void to_json(nlohmann::json& j, const ProcessSample& v);
 void to_json(nlohmann::json& j, const AppGroup& v);
 void to_json(nlohmann::json& j, const TimelineEvent& v);

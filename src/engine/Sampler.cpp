@@ -119,8 +119,10 @@ void Sampler::sample() {
         // reuse
     } else {
         lastGPU_ = gpuReader_->read();
+        lastGPUs_ = gpuReader_->devices();
     }
     s.gpu = lastGPU_;
+    s.gpus = lastGPUs_;
 
     // Power: every tick in the background, every 3rd tick when live. A change of power
     // source re-arms the timer at once so the background period follows it.

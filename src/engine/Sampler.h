@@ -112,6 +112,7 @@ private:
     std::optional<PowerReading> lastBattery_;
     ThermalStats lastThermal_;
     std::optional<double> lastGPU_;
+    std::vector<GPUDevice> lastGPUs_;
     std::optional<ProcessReadResult> lastProcesses_;
     std::optional<Date> lastSample_;
     std::optional<std::pair<uint64_t, uint64_t>> selfPrev_;  // own CPU time, absolute time

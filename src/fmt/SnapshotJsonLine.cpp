@@ -58,6 +58,7 @@ void put(std::string& out, const std::optional<T>& value) {
 
 void put(std::string& out, const ProcessSample& v);
 void put(std::string& out, const AppGroup& v);
+void put(std::string& out, const GPUDevice& v);
 void put(std::string& out, const SensorReading& v);
 void put(std::string& out, const FanReading& v);
 
@@ -168,12 +169,30 @@ void put(std::string& out, const SelfCost& v) {
     put(o.key("memory"), v.memory);
 }
 
+// Only for the processes and groups that have them, as the tree writes them.
+void putGPU(Object& o, const std::optional<double>& gpu, const std::optional<uint64_t>& memory) {
+    if (gpu) put(o.key("gpu"), *gpu);
+    if (memory) put(o.key("gpuMemory"), *memory);
+}
+
+void put(std::string& out, const GPUDevice& v) {
+    Object o(out);
+    put(o.key("busy"), v.busy);
+    put(o.key("driver"), v.driver);
+    put(o.key("memoryTotal"), v.memoryTotal);
+    put(o.key("memoryUsed"), v.memoryUsed);
+    put(o.key("name"), v.name);
+    put(o.key("power"), v.power);
+    put(o.key("temperature"), v.temperature);
+}
+
 void put(std::string& out, const ProcessSample& v) {
     Object o(out);
     put(o.key("approximate"), v.approximate);
     put(o.key("cpu"), v.cpu);
     put(o.key("diskReadRate"), v.diskReadRate);
     put(o.key("diskWriteRate"), v.diskWriteRate);
+    putGPU(o, v.gpu, v.gpuMemory);
     put(o.key("isRestricted"), v.isRestricted);
     put(o.key("memory"), v.memory);
     put(o.key("name"), v.name);
@@ -192,6 +211,7 @@ void put(std::string& out, const AppGroup& v) {
     put(o.key("cpu"), v.cpu);
     put(o.key("diskReadRate"), v.diskReadRate);
     put(o.key("diskWriteRate"), v.diskWriteRate);
+    putGPU(o, v.gpu, v.gpuMemory);
     put(o.key("id"), v.id);
     put(o.key("kind"), rawValue(v.kind));
     put(o.key("memory"), v.memory);
@@ -210,6 +230,7 @@ void appendSnapshotJson(std::string& out, const Snapshot& snapshot) {
     put(o.key("date"), v.date);
     put(o.key("disk"), v.disk);
     put(o.key("gpu"), v.gpu);
+    putArray(o.key("gpus"), v.gpus);
     putArray(o.key("groups"), v.groups);
     put(o.key("helperActive"), v.helperActive);
     put(o.key("interval"), v.interval);

@@ -1,5 +1,6 @@
 #include "processes/AppGrouping.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace qm {
@@ -12,6 +13,9 @@ void addToGroup(AppGroup& group, const ProcessSample& sample) {
     if (sample.power) group.power = group.power.value_or(0) + *sample.power;
     group.diskReadRate += sample.diskReadRate;
     group.diskWriteRate += sample.diskWriteRate;
+    // Shares of one GPU: the processes of a group together never use more than all of it.
+    if (sample.gpu) group.gpu = std::min(100.0, group.gpu.value_or(0) + *sample.gpu);
+    if (sample.gpuMemory) group.gpuMemory = group.gpuMemory.value_or(0) + *sample.gpuMemory;
     group.processes.push_back(sample);
 }
 

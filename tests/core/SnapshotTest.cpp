@@ -81,7 +81,9 @@ TEST(SnapshotTest, GroupEqualityIsShallowAndRecordsHashFieldByField) {
                1000,
                1.5,
                10,
-               20};
+               20,
+               std::nullopt,
+               std::nullopt};
     AppGroup b = a;
     b.name = "Other";
     b.power.reset();
@@ -91,7 +93,8 @@ TEST(SnapshotTest, GroupEqualityIsShallowAndRecordsHashFieldByField) {
     b.processes.push_back(ProcessSample{});
     EXPECT_NE(a, b);
 
-    ProcessSample p{1, 0, 501, "a", "/bin/a", 1.0, 10, std::nullopt, 0, 0, 0, false, false, 0};
+    ProcessSample p{1, 0, 501, "a",   "/bin/a", 1.0, 10,           std::nullopt,
+                    0, 0, 0,   false, false,    0,   std::nullopt, std::nullopt};
     ProcessSample q = p;
     q.power = 0.0;  // absent and zero are different values
     EXPECT_NE(p, q);
@@ -124,7 +127,9 @@ TEST(SnapshotJsonTest, FieldNamesEnumsAndNullsForAbsentValues) {
                          4,
                          std::nullopt,
                          0,
-                         0}};
+                         0,
+                         std::nullopt,
+                         std::nullopt}};
 
     const json j = s;
     for (const char* key :

@@ -62,6 +62,8 @@ Snapshot hostileSnapshot() {
     s.memory.pressure = 42.125;
     s.memory.pressureLevel = PressureLevel::critical;
     s.gpu = 3.0;
+    s.gpus = {GPUDevice{"Intel GPU", "i915", 3.0, std::nullopt, std::nullopt, std::nullopt, std::nullopt},
+              GPUDevice{"NVIDIA \"A2\"", "nvidia", nan, 1, std::numeric_limits<uint64_t>::max(), 61.0, inf}};
     s.systemPowerScope = PowerScope::package;
     s.network = {1e16, 0.1, 5, 6};
     s.disk = {2.5, -inf, 7, 8};
@@ -93,6 +95,9 @@ Snapshot hostileSnapshot() {
     app.processes[1].power = 0.75;
     app.processes[1].approximate = true;
     app.processes[1].isRestricted = true;
+    app.processes[1].gpu = 12.5;
+    app.processes[1].gpuMemory = 0;
+    app.gpu = 12.5;
 
     AppGroup empty;
     empty.id = "proc:";
@@ -155,10 +160,13 @@ TEST(SnapshotJsonLineTest, ReadersSeeNullsEscapesAndReplacedBytes) {
     EXPECT_EQ(j.at("groups").at(0).at("bundlePath"), "/opt/Mac tool/Spotlight");
     EXPECT_EQ(j.at("groups").at(0).at("bundleID"), "org.example.macOS-helper");
 
-    // Every record keeps all its fields.
-    EXPECT_EQ(j.size(), 17u);
+    // Every record keeps all its fields; the GPU ones only where there is a figure.
+    EXPECT_EQ(j.size(), 18u);
     EXPECT_EQ(processes.at(0).size(), 13u);
-    EXPECT_EQ(j.at("groups").at(0).size(), 11u);
+    EXPECT_EQ(processes.at(1).size(), 15u);
+    EXPECT_EQ(j.at("groups").at(0).size(), 12u);
+    EXPECT_EQ(j.at("gpus").at(1).size(), 7u);
+    EXPECT_TRUE(j.at("gpus").at(1).at("busy").is_null()) << "not a number is no figure";
     EXPECT_EQ(j.at("battery").size(), 10u);
     EXPECT_EQ(j.at("thermal").size(), 9u);
 }

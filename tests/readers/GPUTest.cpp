@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 
 #include "SensorTestTree.h"
 #include "readers/GPUUtilisation.h"
@@ -30,8 +31,14 @@ TEST(GPU, AcceleratorStatisticsKeys) {
 }
 
 TEST(GPU, DrmBusyPercentOfCardsOnly) {
-    EXPECT_EQ(DrmGPUSource(fixtureRoot("amd-desktop")).read(), 4);  // card1 (i915) publishes none
-    EXPECT_FALSE(DrmGPUSource(fixtureRoot("intel-laptop")).read());
+    DrmGPUSource amd(fixtureRoot("amd-desktop"));
+    EXPECT_EQ(amd.read(), 4);  // card1 (i915) has no client to measure
+    ASSERT_EQ(amd.devices().size(), 2u);
+    EXPECT_EQ(amd.devices()[0], (GPUDevice{"AMD GPU", "amdgpu", 4, 1490378752, 8573157376, {}, {}}));
+    EXPECT_EQ(amd.devices()[1], (GPUDevice{"Intel GPU", "i915", {}, {}, {}, {}, {}})) << "known, not measured";
+    DrmGPUSource none(fixtureRoot("intel-laptop"));
+    EXPECT_FALSE(none.read());
+    EXPECT_TRUE(none.devices().empty());
     EXPECT_FALSE(DrmGPUSource("/nonexistent/qm-root").read());
 
     SensorTestTree tree("amd-desktop");
@@ -64,6 +71,54 @@ TEST(GPU, MissingCardsAreLookedForOnceAMinute) {
     now -= 500;  // a clock that went back rescans rather than waiting
     tree.write("sys/class/drm/card4/device/gpu_busy_percent", "12");
     EXPECT_EQ(source.read(), 12);
+}
+
+// Intel's GPUs publish no busy figure: it is the clients' engine time over the
+// interval, read from the fdinfo of the descriptors each process has open on the card.
+TEST(GPU, IntelBusyFromItsClientsOverAnInterval) {
+    SensorTestTree tree;
+    tree.write("sys/class/drm/card0/device/uevent", "DRIVER=i915\nPCI_SLOT_NAME=0000:00:02.0");
+    tree.write("sys/class/drm/card0/device/vendor", "0x8086");
+    tree.write("sys/class/drm/renderD128/dev", "226:128");
+    auto link = [&](const std::string& from, const std::string& to) {
+        const auto path = std::filesystem::path(tree.root()) / from;
+        std::filesystem::create_directories(path.parent_path());
+        std::filesystem::create_symlink(to, path);
+    };
+    auto client = [](int id, uint64_t render, uint64_t video) {
+        return "pos:\t0\nflags:\t02100002\ndrm-driver:\ti915\ndrm-pdev:\t0000:00:02.0\ndrm-client-id:\t" +
+               std::to_string(id) + "\ndrm-engine-render:\t" + std::to_string(render) + " ns\ndrm-engine-video:\t" +
+               std::to_string(video) + " ns\ndrm-engine-capacity-video:\t2\ndrm-total-system0:\t4 MiB\n";
+    };
+    link("proc/100/fd/3", "/dev/null");
+    tree.write("proc/100/fdinfo/3", "pos:\t0\nflags:\t0100002\nmnt_id:\t22");
+    link("proc/100/fd/4", "/dev/dri/renderD128");
+    tree.write("proc/100/fdinfo/4", client(7, 1'000'000'000, 0));
+    link("proc/200/fd/9", "/dev/dri/card0");
+    tree.write("proc/200/fdinfo/9", client(8, 0, 0));
+    tree.write("proc/300/status", "Name:\tno-gpu");
+
+    double now = 1000;
+    DrmGPUSource source(tree.root(), [&] { return now; });
+    EXPECT_FALSE(source.read()) << "the first reading is only a base";
+    ASSERT_EQ(source.devices().size(), 1u);
+    EXPECT_EQ(source.devices()[0].name, "Intel GPU");
+
+    now += 2;
+    tree.write("proc/100/fdinfo/4", client(7, 1'600'000'000, 0));
+    tree.write("proc/200/fdinfo/9", client(8, 200'000'000, 1'000'000'000));
+    EXPECT_DOUBLE_EQ(*source.read(), 40.0) << "render 30 % + 10 % is the busiest; video 25 %";
+    EXPECT_FALSE(source.devices()[0].memoryUsed) << "an integrated GPU's memory is the machine's";
+
+    // One client goes away, the other's counters are reset by the driver: nothing to
+    // measure this time, and no figure is made up.
+    now += 2;
+    tree.remove("proc/200");
+    tree.write("proc/100/fdinfo/4", client(7, 5, 0));
+    EXPECT_FALSE(source.read());
+    now += 2;
+    tree.write("proc/100/fdinfo/4", client(7, 200'000'005, 0));
+    EXPECT_DOUBLE_EQ(*source.read(), 10.0);
 }
 
 }  // namespace

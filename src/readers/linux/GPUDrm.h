@@ -1,5 +1,10 @@
-// GPU utilisation on Linux: the DRM "gpu_busy_percent" that amdgpu (and some other
-// drivers) publish per card; absent on machines whose GPU says nothing.
+// Every GPU of a Linux machine from the DRM class in /sys and the DRM client usage in
+// /proc/PID/fdinfo. amdgpu publishes its own busy figure ("gpu_busy_percent") and its
+// VRAM; Intel's i915 and xe (and the Arm drivers) publish only each client's engine
+// time, so their busy figure is the clients' time summed over the interval. Without
+// root that sum covers this user's processes only (the desktop session's compositor
+// and apps, which is where the GPU work of a desktop mostly is); it is absent when no
+// client of the card can be seen.
 #pragma once
 
 #include <functional>
@@ -8,6 +13,7 @@
 #include <vector>
 
 #include "core/Platform.h"
+#include "core/linux/DrmDescriptors.h"
 
 namespace qm {
 
@@ -18,18 +24,38 @@ public:
     static constexpr double rescanPeriod = 60;
 
     explicit DrmGPUSource(std::string root, Seconds seconds = {});
-    // The busiest card, capped at 100. Each read opens only the cards' busy files; the
-    // card list is read once a minute, and at once when a known card is gone. A
-    // machine whose cards publish nothing costs one directory listing a minute.
+    // The busiest card, capped at 100. Each read opens only the cards' own figure files
+    // and, for cards measured by their clients, the fdinfo of the descriptors already
+    // known to be DRM clients. The card list is read once a minute, and at once when a
+    // known card is gone. A machine whose cards publish nothing costs one directory
+    // listing a minute.
     std::optional<double> read() override;
+    std::vector<GPUDevice> devices() const override { return devices_; }
 
 private:
+    struct Card {
+        std::string directory;  // .../cardN/device
+        std::string driver;
+        std::string slot;  // PCI slot, the clients' "drm-pdev"; empty for other buses
+        std::string name;
+        bool publishesBusy = false;
+        bool publishesVram = false;
+        bool measuredByClients = false;
+
+        const std::string& clientKey() const { return slot.empty() ? driver : slot; }
+    };
     void scan();
+    // False when a card that was there is gone.
+    bool readCards(const std::map<std::string, double>& clientBusy);
+    std::map<std::string, double> readClients(double now);
 
     std::string root_;
     Seconds seconds_;
-    std::vector<std::string> busyFiles_;
+    std::vector<Card> cards_;
     std::optional<double> scannedAt_;
+    std::vector<GPUDevice> devices_;
+    DrmDescriptorCache descriptors_;
+    DrmClientTracker clients_;
 };
 
 }  // namespace qm

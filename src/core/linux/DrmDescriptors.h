@@ -1,0 +1,44 @@
+// The DRM clients (open GPU files) of Linux processes, found without looking through
+// every descriptor of every process on every tick. What an unprivileged user can see
+// is its own processes' descriptors: other users' /proc/PID/fd stays closed to it
+// (root sees all), so their clients are simply not counted.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "core/DrmClientUsage.h"
+
+namespace qm {
+
+class DrmDescriptorCache {
+public:
+    // A process's descriptors are looked through again after about this many seconds
+    // (a program that starts drawing on the GPU later opens the device then).
+    static constexpr double rescanPeriod = 60;
+
+    explicit DrmDescriptorCache(std::string procDirectory);  // "<root>/proc"
+
+    // The clients `pid` holds now. Its descriptors are looked through the first time it
+    // is asked for, about once a minute after that, and on the next call after one of
+    // its known descriptors stopped reading as a DRM client; in between only the known
+    // descriptors' fdinfo is read. `now` is monotonic seconds.
+    std::vector<DrmClient> clients(int32_t pid, double now);
+    // Forgets the processes not asked for since the previous call (they have exited).
+    void endRound();
+
+private:
+    struct Entry {
+        std::vector<int> descriptors;
+        double dueAt = 0;
+        bool asked = false;
+    };
+    void scan(int32_t pid, Entry& entry, double now);
+
+    std::string procDirectory_;
+    std::unordered_map<int32_t, Entry> entries_;
+};
+
+}  // namespace qm
