@@ -53,6 +53,20 @@ struct Lookup {
         auto g = groups.find(row.id);
         return g == groups.end() ? std::nullopt : g->second->power;
     }
+    // The row's GPU share and GPU memory, into `j` only where known: a process with no
+    // GPU client has no GPU figures, not zero ones.
+    void putGPU(const ProcRow& row, nlohmann::json& j) const {
+        std::optional<double> gpu;
+        std::optional<uint64_t> gpuMemory;
+        if (row.pid) {
+            if (auto p = processes.find(*row.pid); p != processes.end())
+                gpu = p->second->gpu, gpuMemory = p->second->gpuMemory;
+        } else if (const AppGroup* g = group(row.id)) {
+            gpu = g->gpu, gpuMemory = g->gpuMemory;
+        }
+        if (gpu) j["gpu"] = *gpu;
+        if (gpuMemory) j["gpuMemory"] = *gpuMemory;
+    }
     const AppGroup* group(const std::string& id) const {
         auto g = groups.find(id);
         return g == groups.end() ? nullptr : g->second;
@@ -223,6 +237,7 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, const TrustLook
     j["commandLine"] = pid ? nlohmann::json(processCommandLine(*pid)) : nlohmann::json(nullptr);
     auto power = lookup.power(row);
     j["power"] = power ? nlohmann::json(*power) : nlohmann::json(nullptr);
+    lookup.putGPU(row, j);
     // Who made it: the group's executable, or the process's own.
     std::string executable;
     if (row.pid) {
@@ -242,21 +257,24 @@ nlohmann::json rowJSON(const ProcRow& row, const Lookup& lookup, const TrustLook
 void printProcess(const ProcessSample& p, const AppGroup& group, bool json) {
     const std::string command = processCommandLine(p.pid);
     if (json) {
-        printJson({{"pid", p.pid},
-                   {"ppid", p.ppid},
-                   {"uid", p.uid},
-                   {"name", p.name},
-                   {"path", p.path},
-                   {"commandLine", command},
-                   {"groupID", group.id},
-                   {"group", group.name},
-                   {"kind", rawValue(group.kind)},
-                   {"cpu", p.cpu},
-                   {"memory", p.memory},
-                   {"power", p.power ? nlohmann::json(*p.power) : nlohmann::json(nullptr)},
-                   {"diskReadRate", p.diskReadRate},
-                   {"diskWriteRate", p.diskWriteRate},
-                   {"approximate", p.approximate}});
+        nlohmann::json j{{"pid", p.pid},
+                         {"ppid", p.ppid},
+                         {"uid", p.uid},
+                         {"name", p.name},
+                         {"path", p.path},
+                         {"commandLine", command},
+                         {"groupID", group.id},
+                         {"group", group.name},
+                         {"kind", rawValue(group.kind)},
+                         {"cpu", p.cpu},
+                         {"memory", p.memory},
+                         {"power", p.power ? nlohmann::json(*p.power) : nlohmann::json(nullptr)},
+                         {"diskReadRate", p.diskReadRate},
+                         {"diskWriteRate", p.diskWriteRate},
+                         {"approximate", p.approximate}};
+        if (p.gpu) j["gpu"] = *p.gpu;
+        if (p.gpuMemory) j["gpuMemory"] = *p.gpuMemory;
+        printJson(j);
         return;
     }
     std::string out = p.name + " (pid " + std::to_string(p.pid) + ", parent " + std::to_string(p.ppid) + ")\n";

@@ -207,6 +207,7 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
     identities_ = std::move(newIdentities);
 
     if (!source_->measuresEnergy()) shareMachinePower(result.processes, machinePower_);
+    addGPU(infos, now, result.processes);
     result.groups = grouper_.group(result.processes, [this](int32_t pid) {
         auto id = identities_.find(pid);
         return id == identities_.end() ? uint64_t{0} : id->second.startTime;
@@ -214,6 +215,21 @@ ProcessReader::Result ProcessReader::readDetailed(bool includeRestricted) {
     result.helperActive = batch.has_value();
     result.restrictedVisible = batch.has_value() || psTick || !psCache_.empty();
     return result;
+}
+
+// Each process's share of the GPU over the interval since the previous read, from its
+// GPU clients' engine time, and the GPU memory they hold. Processes without a client,
+// and clients seen for the first time, have no figure.
+void ProcessReader::addGPU(const std::vector<BasicInfo>& infos, uint64_t now, std::vector<ProcessSample>& samples) {
+    auto clients = source_->gpuClients(infos);
+    auto reading = gpuClients_.update(clients, static_cast<uint64_t>(timebase_ * static_cast<double>(now)));
+    if (reading.processes.empty()) return;
+    for (auto& s : samples) {
+        auto usage = reading.processes.find(s.pid);
+        if (usage == reading.processes.end()) continue;
+        s.gpu = usage->second.busy;
+        s.gpuMemory = usage->second.memory;
+    }
 }
 
 void shareMachinePower(std::vector<ProcessSample>& samples, std::optional<double> machineWatts) {

@@ -56,6 +56,7 @@ private:
     };
 
     ProcessSample restrictedSample(const BasicInfo& info, const Identity& id, bool psTick);
+    void addGPU(const std::vector<BasicInfo>& infos, uint64_t now, std::vector<ProcessSample>& samples);
 
     std::unique_ptr<ProcessSource> source_;
     const Clock& clock_;
@@ -71,6 +72,7 @@ private:
     double timebase_;
     uint32_t ownUID_;
     std::optional<double> machinePower_;
+    DrmClientTracker gpuClients_;
 };
 
 // Where the platform keeps no energy per process (Linux), each process gets the share

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "core/DrmClientUsage.h"
 #include "processes/ProcessTypes.h"
 
 namespace qm {
@@ -33,6 +34,9 @@ public:
     // Whether UsageRecord::energy is measured per process (macOS). Without it, the
     // reader shares out the machine's power by CPU time.
     virtual bool measuresEnergy() const { return true; }
+    // The GPU clients the listed processes hold, each with its pid, read now; none
+    // where the platform shows no such thing.
+    virtual std::vector<DrmClientTracker::Owned> gpuClients(const std::vector<BasicInfo>& /*processes*/) { return {}; }
 };
 
 }  // namespace qm

@@ -60,6 +60,8 @@ public:
     }
     bool measuresEnergy() const override { return energyMeasured; }
     bool energyMeasured = true;
+    std::vector<DrmClientTracker::Owned> gpu;  // the GPU clients every read finds
+    std::vector<DrmClientTracker::Owned> gpuClients(const std::vector<BasicInfo>&) override { return gpu; }
 
 private:
     static std::string lastComponent(const std::string& path) {

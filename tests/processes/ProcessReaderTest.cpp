@@ -354,5 +354,46 @@ TEST_F(ReaderFixture, MachinePowerIsSharedByCPUTimeWhereProcessesHaveNoEnergy) {
     EXPECT_FALSE(measured[0].power) << "a nonsense reading is no reading";
 }
 
+// A browser's two processes share the GPU with a game; the shell has no GPU client.
+TEST_F(ReaderFixture, GPUSharesPerProcessAndSummedPerGroup) {
+    auto client = [](uint64_t id, uint64_t renderNanos, std::optional<uint64_t> memory) {
+        DrmClient c;
+        c.driver = "i915";
+        c.device = "0000:00:02.0";
+        c.id = id;
+        c.engines["render"].busy = renderNanos;
+        c.memory = memory;
+        return c;
+    };
+    source->add(100, FakeProcessSource::me, "/usr/lib/firefox/firefox");
+    source->add(101, FakeProcessSource::me, "/usr/lib/firefox/firefox");
+    source->add(200, FakeProcessSource::me, "/usr/games/supertuxkart");
+    source->add(300, FakeProcessSource::me, "/usr/bin/bash");
+    source->gpu = {{100, client(1, 0, 1 << 20)}, {101, client(2, 0, 2 << 20)}, {200, client(3, 0, std::nullopt)}};
+    auto first = reader->readDetailed(false);
+    EXPECT_FALSE(sample(first, 100).gpu) << "no interval yet";
+    EXPECT_EQ(sample(first, 100).gpuMemory, 1u << 20);
+
+    wait(2);
+    source->gpu = {{100, client(1, 200'000'000, 1 << 20)},
+                   {101, client(2, 600'000'000, 2 << 20)},
+                   {200, client(3, 1'000'000'000, std::nullopt)}};
+    auto second = reader->readDetailed(false);
+    EXPECT_DOUBLE_EQ(*sample(second, 100).gpu, 10);
+    EXPECT_DOUBLE_EQ(*sample(second, 101).gpu, 30);
+    EXPECT_DOUBLE_EQ(*sample(second, 200).gpu, 50);
+    EXPECT_FALSE(sample(second, 200).gpuMemory) << "the driver did not say";
+    EXPECT_FALSE(sample(second, 300).gpu) << "no GPU client: no figure, not 0";
+    for (const auto& g : second.groups) {
+        if (g.id == "proc:firefox") {
+            EXPECT_DOUBLE_EQ(*g.gpu, 40);
+            EXPECT_EQ(g.gpuMemory, 3u << 20);
+        } else if (g.id == "proc:bash") {
+            EXPECT_FALSE(g.gpu);
+            EXPECT_FALSE(g.gpuMemory);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace qm

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -14,8 +15,8 @@ namespace qm {
 namespace {
 
 // fdinfo of a DRM client is well under a page; anything longer is cut, not misread.
-std::optional<std::string> readSmall(const std::string& path) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+std::optional<std::string> readSmall(int directory, const char* path) {
+    int fd = ::openat(directory, path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return std::nullopt;
     char buffer[4096];
     ssize_t n;
@@ -29,16 +30,26 @@ std::optional<std::string> readSmall(const std::string& path) {
 
 }  // namespace
 
-DrmDescriptorCache::DrmDescriptorCache(std::string procDirectory) : procDirectory_(std::move(procDirectory)) {}
+DrmDescriptorCache::DrmDescriptorCache(const std::string& procDirectory)
+    : procFd_(::open(procDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+
+DrmDescriptorCache::~DrmDescriptorCache() {
+    if (procFd_ >= 0) ::close(procFd_);
+}
 
 void DrmDescriptorCache::scan(int32_t pid, Entry& entry, double now) {
     entry.descriptors.clear();
     // Processes start at different times, so their minutes fall apart; the pid spreads
     // the ones first seen together (all of them, at start) over half a minute more.
     entry.dueAt = now + rescanPeriod * (1.0 + static_cast<double>(pid % 16) / 32.0);
-    const std::string directory = procDirectory_ + "/" + std::to_string(pid) + "/fd";
-    DIR* dir = ::opendir(directory.c_str());
-    if (!dir) return;  // another user's, or gone
+    char path[32];
+    std::snprintf(path, sizeof path, "%d/fd", pid);
+    const int fdDirectory = procFd_ >= 0 ? ::openat(procFd_, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    DIR* dir = fdDirectory >= 0 ? ::fdopendir(fdDirectory) : nullptr;
+    if (!dir) {
+        if (fdDirectory >= 0) ::close(fdDirectory);
+        return;  // another user's, or gone
+    }
     constexpr std::string_view drm = "/dev/dri/";
     char target[64];
     while (auto* item = ::readdir(dir)) {
@@ -53,15 +64,19 @@ void DrmDescriptorCache::scan(int32_t pid, Entry& entry, double now) {
     ::closedir(dir);
 }
 
-std::vector<DrmClient> DrmDescriptorCache::clients(int32_t pid, double now) {
+std::vector<DrmClient> DrmDescriptorCache::clients(int32_t pid, double now, uint64_t startTime) {
     auto [slot, isNew] = entries_.try_emplace(pid);
     Entry& entry = slot->second;
     entry.asked = true;
-    if (isNew || now >= entry.dueAt || now + 2 * rescanPeriod < entry.dueAt) scan(pid, entry, now);
+    if (isNew || entry.startTime != startTime || now >= entry.dueAt || now + 2 * rescanPeriod < entry.dueAt) {
+        entry.startTime = startTime;
+        scan(pid, entry, now);
+    }
     std::vector<DrmClient> found;
-    const std::string base = procDirectory_ + "/" + std::to_string(pid) + "/fdinfo/";
     for (int fd : entry.descriptors) {
-        auto text = readSmall(base + std::to_string(fd));
+        char path[48];
+        std::snprintf(path, sizeof path, "%d/fdinfo/%d", pid, fd);
+        auto text = readSmall(procFd_, path);
         auto client = text ? parseDrmClient(*text) : std::nullopt;
         if (client)
             found.push_back(std::move(*client));

@@ -19,13 +19,17 @@ public:
     // (a program that starts drawing on the GPU later opens the device then).
     static constexpr double rescanPeriod = 60;
 
-    explicit DrmDescriptorCache(std::string procDirectory);  // "<root>/proc"
+    explicit DrmDescriptorCache(const std::string& procDirectory);  // "<root>/proc"
+    ~DrmDescriptorCache();
+    DrmDescriptorCache(const DrmDescriptorCache&) = delete;
+    DrmDescriptorCache& operator=(const DrmDescriptorCache&) = delete;
 
     // The clients `pid` holds now. Its descriptors are looked through the first time it
     // is asked for, about once a minute after that, and on the next call after one of
     // its known descriptors stopped reading as a DRM client; in between only the known
-    // descriptors' fdinfo is read. `now` is monotonic seconds.
-    std::vector<DrmClient> clients(int32_t pid, double now);
+    // descriptors' fdinfo is read. `now` is monotonic seconds; a different `startTime`
+    // (when the caller knows it) is another process that reuses the pid.
+    std::vector<DrmClient> clients(int32_t pid, double now, uint64_t startTime = 0);
     // Forgets the processes not asked for since the previous call (they have exited).
     void endRound();
 
@@ -33,11 +37,12 @@ private:
     struct Entry {
         std::vector<int> descriptors;
         double dueAt = 0;
+        uint64_t startTime = 0;
         bool asked = false;
     };
     void scan(int32_t pid, Entry& entry, double now);
 
-    std::string procDirectory_;
+    int procFd_ = -1;  // /proc, so that no path is walked from the root each time
     std::unordered_map<int32_t, Entry> entries_;
 };
 

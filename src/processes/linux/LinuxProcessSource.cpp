@@ -47,7 +47,8 @@ long readAt(int dirFd, const char* path, char* buffer, size_t size) {
 
 }  // namespace
 
-LinuxProcessSource::LinuxProcessSource(std::string root) : root_(std::move(root)), ownUID_(::getuid()) {
+LinuxProcessSource::LinuxProcessSource(std::string root)
+    : root_(std::move(root)), ownUID_(::getuid()), gpuDescriptors_(root_ + "/proc") {
     nanosPerTick_ = nanosPerClockTick();
     long page = ::sysconf(_SC_PAGESIZE);
     pageSize_ = page > 0 ? static_cast<uint64_t>(page) : 4096;
@@ -382,6 +383,19 @@ std::optional<UsageRecord> LinuxProcessSource::usage(const BasicInfo& info) {
     usage.diskRead = process.diskReadable ? process.diskRead : 0;
     usage.diskWrite = process.diskReadable ? process.diskWritten : 0;
     return usage;
+}
+
+std::vector<DrmClientTracker::Owned> LinuxProcessSource::gpuClients(const std::vector<BasicInfo>& processes) {
+    std::vector<DrmClientTracker::Owned> owned;
+    const double now = static_cast<double>(absoluteTime()) / 1e9;
+    for (const auto& info : processes) {
+        auto process = processes_.find(info.pid);
+        if (process == processes_.end() || process->second.kernelThread) continue;
+        for (auto& client : gpuDescriptors_.clients(info.pid, now, info.startTime))
+            owned.push_back({info.pid, std::move(client)});
+    }
+    gpuDescriptors_.endRound();
+    return owned;
 }
 
 std::string LinuxProcessSource::executablePath(const BasicInfo& process) {

@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/linux/DrmDescriptors.h"
 #include "processes/DesktopKeys.h"
 #include "processes/ProcessSource.h"
 #include "processes/linux/ProcStat.h"
@@ -68,6 +69,9 @@ public:
     std::optional<std::string> argumentExecutable(const BasicInfo& process) override;
     std::optional<std::string> runPS() override;
     bool measuresEnergy() const override { return false; }
+    // The DRM clients in the fdinfo of each process's GPU descriptors (see
+    // DrmDescriptorCache for when the descriptors are looked for); kernel threads have none.
+    std::vector<DrmClientTracker::Owned> gpuClients(const std::vector<BasicInfo>& processes) override;
 
     // Multi-threaded processes that ran but whose threads were not counted in the last
     // tick because the budget was spent (their wake-ups read 0 for that tick).
@@ -126,6 +130,7 @@ private:
     size_t openSchedstats_ = 0;
     size_t schedstatBudget_ = 0;
     std::unordered_map<int32_t, Process> processes_;
+    DrmDescriptorCache gpuDescriptors_;
     char buffer_[4096];
 };
 
