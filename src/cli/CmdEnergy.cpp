@@ -76,7 +76,7 @@ void printText(const Snapshot& snapshot, const HistoryPart& history, const std::
 
     print(std::string("\n") + energy::powerNowHeader + "\n");
     auto users = energy::powerNow(snapshot);
-    if (users.empty()) print(std::string("  ") + energy::powerNowEmpty + "\n");
+    if (users.empty()) print(std::string("  ") + energy::powerNowEmptyText(snapshot) + "\n");
     for (const auto& user : users) print("  " + Fmt::watts(user.watts) + "  " + user.name + "\n");
 
     if (onBattery(snapshot.battery)) {

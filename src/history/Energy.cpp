@@ -56,6 +56,12 @@ bool energyMeasured(const std::vector<AppTotal>& totals) {
     return std::any_of(totals.begin(), totals.end(), [](const AppTotal& t) { return usable(t.energy); });
 }
 
+const char* powerNowEmptyText(const Snapshot& snapshot) {
+    const bool anyAppPower = std::any_of(snapshot.groups.begin(), snapshot.groups.end(),
+                                         [](const AppGroup& group) { return group.power.has_value(); });
+    return machinePower(snapshot) || anyAppPower ? powerNowEmpty : powerNowUnmeasured;
+}
+
 std::vector<PowerUser> powerNow(const Snapshot& snapshot, size_t limit) {
     std::vector<PowerUser> users;
     for (const AppGroup& group : snapshot.groups)

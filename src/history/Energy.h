@@ -48,6 +48,9 @@ struct PowerUser {
 };
 // The groups drawing meaningful power, most first, at most `limit`.
 std::vector<PowerUser> powerNow(const Snapshot& snapshot, size_t limit = powerNowLimit);
+// What the "using the most power now" list says when it lists nothing: that nothing
+// draws much, or, where no power is known at all, that it is not measured.
+const char* powerNowEmptyText(const Snapshot& snapshot);
 
 // One app on the since-unplugged card: its energy and its share (0…100) of all the
 // energy apps drew in the session.
@@ -101,6 +104,7 @@ constexpr const char* drainMeasuring = "Measuring… app energy appears here wit
 constexpr const char* powerNowHeader = "Using the most power now";
 constexpr const char* powerNowSymbol = "bolt.badge.clock";
 constexpr const char* powerNowEmpty = "No app is drawing meaningful power right now.";
+constexpr const char* powerNowUnmeasured = "Not measured: without the computer's power, no app's share of it is known.";
 constexpr const char* onAdapterLine = "Power source: connected to the adapter";
 constexpr const char* chargeLimitText = "Battery not charging while plugged in (charge limit)";
 constexpr const char* healthyText = "Your battery is healthy. Apple considers 80% and above normal.";

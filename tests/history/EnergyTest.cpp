@@ -96,6 +96,11 @@ TEST_F(EnergyTest, PowerNowListsMeaningfulDrawMostFirstUpToTheLimit) {
     Snapshot quiet;
     quiet.groups = {group("proc:idle", 0.01)};
     EXPECT_TRUE(energy::powerNow(quiet).empty());
+    EXPECT_STREQ(energy::powerNowEmptyText(quiet), energy::powerNowEmpty);
+    // No power known anywhere: the empty list is not a verdict that nothing draws.
+    Snapshot unknown;
+    unknown.groups = {group("proc:busy", std::nullopt)};
+    EXPECT_STREQ(energy::powerNowEmptyText(unknown), energy::powerNowUnmeasured);
 }
 
 TEST_F(EnergyTest, DrainSharesAreOfEverythingTheSessionDrew) {

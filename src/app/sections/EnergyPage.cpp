@@ -116,7 +116,7 @@ void EnergyPage::refresh() {
         estimated = estimated || guess;
         users += line(user.name, (guess ? "\u2248 " : "") + Fmt::watts(user.watts));
     }
-    showTextIfAny(powerNow_, users.isEmpty() ? shown(energy::powerNowEmpty).toHtmlEscaped() : users);
+    showTextIfAny(powerNow_, users.isEmpty() ? shown(energy::powerNowEmptyText(s)).toHtmlEscaped() : users);
     showTextIfAny(estimateNote_, estimated ? shown(sections::sectionText::estimatedPower) : QString());
 
     // Battery.
