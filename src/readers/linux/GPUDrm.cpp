@@ -5,8 +5,10 @@
 
 #include "core/FileRead.h"
 #include "core/Paths.h"
+#include "readers/GPUSourceList.h"
 #include "readers/GPUUtilisation.h"
 #include "readers/Sources.h"
+#include "readers/linux/GPUNvml.h"
 
 namespace qm {
 
@@ -139,6 +141,13 @@ std::optional<double> DrmGPUSource::read() {
     return busiestAccelerator(busy);
 }
 
-std::unique_ptr<GPUSource> makeGPUSource() { return std::make_unique<DrmGPUSource>(systemRoot()); }
+// The DRM cards and, where NVIDIA's driver is installed, its GPUs (whose own driver
+// publishes nothing in the DRM class).
+std::unique_ptr<GPUSource> makeGPUSource() {
+    std::vector<std::unique_ptr<GPUSource>> sources;
+    sources.push_back(std::make_unique<DrmGPUSource>(systemRoot()));
+    sources.push_back(std::make_unique<NvmlGPUSource>(systemRoot()));
+    return std::make_unique<GPUSourceList>(std::move(sources));
+}
 
 }  // namespace qm
