@@ -4,12 +4,12 @@
 // process's (its own clients), so it lives here, below both readers.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -75,7 +75,10 @@ private:
         int32_t pid = 0;
         std::string device;
         uint64_t id = 0;
-        auto operator<=>(const Key&) const = default;
+        // Spelled out: clang-tidy 14 misreads a defaulted <=> as a comparison with 0.
+        bool operator<(const Key& other) const {
+            return std::tie(pid, device, id) < std::tie(other.pid, other.device, other.id);
+        }
     };
     std::map<Key, DrmClient> previous_;
     std::optional<uint64_t> previousAt_;
