@@ -1,5 +1,6 @@
 // The per-process files: /proc/<pid>/stat (a command name that may hold anything),
-// statm, io and cgroup, and the app unit found in the cgroup path.
+// statm, status (the memory a process alone holds), schedstat, io and cgroup, and the
+// app unit found in the cgroup path.
 #include <cstdlib>
 
 #include "FuzzInput.h"
@@ -10,7 +11,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string_view text = qm::fuzz::asText(data, size);
     if (auto stat = qm::parseProcStat(text))
         if (stat->comm.size() > text.size()) std::abort();
-    (void)qm::parseStatmResident(text);
+    (void)qm::parseStatm(text);
+    (void)qm::parseStatusMemory(text);
+    (void)qm::parseSchedstat(text);
     (void)qm::parseProcIO(text);
 
     std::string cgroup = qm::systemdCgroupPath(text);
