@@ -1,5 +1,7 @@
 #include "app/sections/ExplainPanel.h"
 
+#include "processes/ProcessCommandLine.h"
+
 #include <QCoreApplication>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -10,7 +12,6 @@
 
 #include "app/sections/ProcessChoiceDialog.h"
 #include "app/sections/SectionStyle.h"
-#include "core/FileRead.h"
 #include "knowledge/ProcessLibrary.h"
 #include "processes/SignatureCache.h"
 #include "shell/Explanation.h"
@@ -200,11 +201,8 @@ void ExplainPanel::setBadge(const std::string& path) {
 
 QString ExplainPanel::commandLine(int32_t pid) {
     if (auto found = commandLines_.find(pid); found != commandLines_.end()) return found->second;
-    QString text;
-#ifdef __linux__
-    if (auto raw = readFile("/proc/" + std::to_string(pid) + "/cmdline", 64 * 1024))
-        text = QString::fromStdString(commandLineText(*raw, 160));
-#endif
+    // The one command-line reader (a Mac's process arguments too), made one safe line.
+    QString text = QString::fromStdString(commandLineText(processCommandLine(pid), 160));
     commandLines_[pid] = text;
     return text;
 }
